@@ -1,0 +1,36 @@
+# cmake --install: the library, its headers, a CMake package (Norvane::Core) and a
+# pkg-config file (norvane-core).
+include(CMakePackageConfigHelpers)
+
+set(NORVANE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/NorvaneCore)
+
+install(TARGETS NorvaneCore EXPORT NorvaneCoreTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/norvane
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h")
+install(EXPORT NorvaneCoreTargets
+  NAMESPACE Norvane::
+  DESTINATION ${NORVANE_CMAKE_DIR})
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/NorvaneCoreConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/NorvaneCoreConfig.cmake
+  INSTALL_DESTINATION ${NORVANE_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/NorvaneCoreConfigVersion.cmake
+  VERSION ${PROJECT_VERSION}
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/NorvaneCoreConfig.cmake
+  ${PROJECT_BINARY_DIR}/NorvaneCoreConfigVersion.cmake
+  DESTINATION ${NORVANE_CMAKE_DIR})
+
+# The pkg-config file finds its prefix relative to itself, so an install tree can be
+# moved (or installed with --prefix) and still be found through PKG_CONFIG_PATH.
+file(RELATIVE_PATH NORVANE_PC_TO_PREFIX "/p/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/p")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/norvane-core.pc.in
+  ${PROJECT_BINARY_DIR}/norvane-core.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/norvane-core.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,18 @@
+# Warnings and sanitizers shared by every target of the project.
+
+function(norvane_set_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra)
+  if(NORVANE_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Checks the GUARDED_BY / REQUIRES annotations on locked state.
+    target_compile_options(${target} PRIVATE -Wthread-safety)
+  endif()
+endfunction()
+
+if(NORVANE_SANITIZE)
+  set(_san "-fsanitize=${NORVANE_SANITIZE}")
+  add_compile_options(${_san} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(${_san})
+endif()

@@ -1,0 +1,118 @@
+#include "norvane/core/hash_algorithm.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/bkdr_hash.h"
+#include "core/cpu_features.h"
+
+namespace norvane {
+namespace internal {
+namespace {
+
+constexpr unsigned kBlock = 16;
+
+// Coefficients of one block of kBlock samples taken every Step bytes, laid over the
+// kBlock * Step contiguous bytes the block spans: the sampled byte k gets
+// 31^(kBlock - 1 - k), the bytes in between get 0. kFactor = 31^kBlock (mod 2^32).
+// Reading the block contiguously keeps the multiply-add loop vectorisable.
+template <unsigned Step>
+struct BlockCoefficients {
+  uint32_t value[kBlock * Step] = {};
+  constexpr BlockCoefficients() {
+    uint32_t p = 1;
+    for (unsigned k = kBlock; k-- > 0;) {
+      value[k * Step] = p;
+      p *= 31u;
+    }
+  }
+};
+constexpr uint32_t PowerOf31(unsigned n) { return n == 0 ? 1u : 31u * PowerOf31(n - 1); }
+constexpr uint32_t kFactor = PowerOf31(kBlock);
+
+// Bytes count as signed chars: 0x80..0xFF add negative values.
+inline uint32_t Term(unsigned char byte) {
+  return static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(byte)));
+}
+
+// Hashes the bytes p[0], p[Step], p[2 * Step], ... below p + length.
+template <unsigned Step>
+inline __attribute__((always_inline)) uint32_t HashWithStep(const unsigned char* p, unsigned int length) {
+  static constexpr BlockCoefficients<Step> kCoefficients;
+  constexpr unsigned kSpan = kBlock * Step;
+  uint32_t h = 0;
+  const unsigned char* end = p + length;
+  for (; static_cast<size_t>(end - p) >= kSpan; p += kSpan) {
+    uint32_t sum = 0;
+    for (size_t k = 0; k < kSpan; ++k) sum += Term(p[k]) * kCoefficients.value[k];
+    h = h * kFactor + sum;
+  }
+  for (; p < end; p += Step) h = h * 31u + Term(*p);
+  return h;
+}
+
+// One entry per step with a block kernel: the baseline build, and on x86-64 an AVX2
+// build of the same loop chosen when the processor has it.
+typedef uint32_t (*StepKernel)(const unsigned char*, unsigned int);
+
+template <unsigned Step>
+uint32_t HashBaseline(const unsigned char* p, unsigned int length) {
+  return HashWithStep<Step>(p, length);
+}
+
+#if defined(NORVANE_X86)
+template <unsigned Step>
+NORVANE_TARGET_AVX2 uint32_t HashAvx2(const unsigned char* p, unsigned int length) {
+  return HashWithStep<Step>(p, length);
+}
+#endif
+
+template <unsigned Step>
+StepKernel ChooseKernel() {
+#if defined(NORVANE_X86)
+  if (CpuHasAvx2()) return &HashAvx2<Step>;
+#endif
+  return &HashBaseline<Step>;
+}
+
+}  // namespace
+
+uint32_t BkdrHashReference(const void* data, unsigned int length) {
+  const unsigned char* p = static_cast<const unsigned char*>(data);
+  const unsigned char* end = p + length;
+  const unsigned int step = (length >> 15) + 1;
+  uint32_t h = 0;
+  for (; p < end; p += step) h = h * 31u + Term(*p);
+  return h;
+}
+
+uint32_t BkdrHash(const void* data, unsigned int length) {
+  const unsigned char* p = static_cast<const unsigned char*>(data);
+  const unsigned int step = (length >> 15) + 1;
+  static const StepKernel kKernels[3] = {ChooseKernel<1>(), ChooseKernel<2>(), ChooseKernel<3>()};
+  if (step <= 3) return kKernels[step - 1](p, length);
+  // From 96 KiB on the samples lie far apart: the plain loop is as good as any.
+  return BkdrHashReference(data, length);
+}
+
+uint32_t BkdrHashBaseline(const void* data, unsigned int length) {
+  const unsigned char* p = static_cast<const unsigned char*>(data);
+  const unsigned int step = (length >> 15) + 1;
+  if (step == 1) return HashBaseline<1>(p, length);
+  if (step == 2) return HashBaseline<2>(p, length);
+  if (step == 3) return HashBaseline<3>(p, length);
+  return BkdrHashReference(data, length);
+}
+
+}  // namespace internal
+
+TQRef<TQArray<char>> TQHashAlgorithm::GenerateHash(const void* data, unsigned int length) {
+  const uint32_t h = internal::BkdrHash(data, length) & 0x7FFFFFFFu;
+  char text[16];
+  const int textLength = std::snprintf(text, sizeof(text), "BKDR_%u", h);
+  TQRef<TQArray<char>> result(new TQArray<char>(static_cast<unsigned int>(textLength) + 1));
+  std::memcpy(result->GetData(), text, static_cast<size_t>(textLength));
+  return result;
+}
+
+}  // namespace norvane

