@@ -14,4 +14,8 @@
 #include "norvane/core/platform.h"
 #include "norvane/core/sync_object.h"
 
+// Image data.
+#include "norvane/basic_structures/image_data.h"
+#include "norvane/basic_structures/tq_image_data.h"
+
 #endif  // NORVANE_NORVANECORE_H_

@@ -4,5 +4,6 @@
 #define NORVANE_NORVANECOREC_H_
 
 #include "norvane/core/error_codes.h"
+#include "norvane/basic_structures/image_data_c.h"
 
 #endif /* NORVANE_NORVANECOREC_H_ */

@@ -6,6 +6,32 @@
 
 #include "norvane/NorvaneCore.h"
 
+using norvane::basic_structures::CImageData;
+using norvane::basic_structures::CRect;
+using norvane::basic_structures::CVideoFrameTag;
+
+// The C image record: 44 bytes on the 32-bit target, fields at fixed offsets.
+static_assert(offsetof(TXP_ImageData, bytesLength) == 0, "");
+static_assert(offsetof(TXP_ImageData, bytes) == 8, "");
+static_assert(offsetof(TXP_ImageData, width) == 8 + sizeof(void*), "");
+static_assert(sizeof(TXP_ImageData) == 8 + 4 * sizeof(void*) + 5 * 4, "no padding");
+#if defined(__arm__)
+static_assert(sizeof(TXP_ImageData) == 44, "");
+static_assert(offsetof(TXP_ImageData, width) == 12 && offsetof(TXP_ImageData, height) == 16 &&
+                  offsetof(TXP_ImageData, stride) == 20 && offsetof(TXP_ImageData, format) == 24 &&
+                  offsetof(TXP_ImageData, orientation) == 28 && offsetof(TXP_ImageData, tag) == 32 &&
+                  offsetof(TXP_ImageData, userData) == 36 && offsetof(TXP_ImageData, release) == 40,
+              "");
+static_assert(sizeof(CImageData) == 44, "vtable pointer + the packed members");
+#endif
+
+// Packed public classes: the members follow each other with no padding at all.
+static_assert(sizeof(CRect) == 16, "");
+static_assert(sizeof(CImageData) == sizeof(void*) + 8 + sizeof(void*) + 5 * 4 + 2 * sizeof(void*),
+              "");
+static_assert(sizeof(CVideoFrameTag) == sizeof(void*) + 4 + 4 + 4 + 1 + sizeof(void*) + 4 + 4, "");
+static_assert(sizeof(TXP_Rect) == sizeof(CRect), "the C rectangle mirrors CRect");
+
 #if defined(__arm__)
 static_assert(sizeof(void*) == 4, "the ARM target is 32-bit");
 #if !defined(__ARM_PCS_VFP)
