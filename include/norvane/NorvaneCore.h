@@ -16,6 +16,7 @@
 
 // Image data.
 #include "norvane/basic_structures/image_data.h"
+#include "norvane/basic_structures/pixel_conversion.h"
 #include "norvane/basic_structures/tq_image_data.h"
 
 #endif  // NORVANE_NORVANECORE_H_
