@@ -19,4 +19,10 @@
 #include "norvane/basic_structures/pixel_conversion.h"
 #include "norvane/basic_structures/tq_image_data.h"
 
+// Captured results.
+#include "norvane/basic_structures/captured_result_item.h"
+#include "norvane/basic_structures/json_converter.h"
+#include "norvane/basic_structures/object_ref_pool.h"
+#include "norvane/basic_structures/result_base.h"
+
 #endif  // NORVANE_NORVANECORE_H_

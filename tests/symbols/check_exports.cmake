@@ -22,7 +22,7 @@ foreach(name IN LISTS required)
 endforeach()
 
 set(global_helpers "InterlockedIncrement\\(int\\*\\)|InterlockedDecrement\\(int\\*\\)|LoadLibrary\\(char const\\*\\)|FreeLibrary\\(void\\*\\)|GetProcAddress\\(void\\*, char const\\*\\)|GetCurrentThreadId\\(\\)")
-set(linker_symbols "_init|_fini|_edata|_end|__bss_start")
+set(linker_symbols "_init|_fini|_edata|_end|__bss_start|__(odr_asan|asan|tsan|ubsan|sanitizer)[A-Za-z0-9_.]*")
 string(REPLACE "\n" ";" lines "${demangled}")
 foreach(line IN LISTS lines)
   if(NOT line MATCHES "^[0-9a-f]+ ([A-Za-z]) (.*)$")

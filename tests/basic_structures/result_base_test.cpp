@@ -1,0 +1,212 @@
+#include "norvane/basic_structures/result_base.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "norvane/basic_structures/json_converter.h"
+#include "norvane/basic_structures/object_ref_pool.h"
+
+namespace norvane {
+namespace basic_structures {
+namespace {
+
+struct Face : CCapturedResultItem {};
+
+// An item whose destruction is counted; its public face lives inside it.
+struct Item : TXPItemBase {
+  explicit Item(std::atomic<int>* deaths) : deaths(deaths) { publicItem = &face; }
+  Item(const Item& other) : TXPItemBase(other), deaths(other.deaths) { publicItem = &face; }
+  ~Item() override { deaths->fetch_add(1); }
+  TXPItemBase* Clone() const override { return new Item(*this); }
+  Face face;
+  std::atomic<int>* deaths;
+};
+
+TEST(ResultImpBase, ItemsPropagateToTheParent) {
+  std::atomic<int> deaths{0};
+  CFileImageTag tag("f.png", 0, 1);
+  TQRef<ResultImpBase> parent(new ResultImpBase("BKDR_1", &tag));
+  TQRef<ResultImpBase> child(new ResultImpBase(nullptr, nullptr));
+  child->SetCaptureResultPointer(parent.get());
+  EXPECT_EQ(parent->GetErrorString(), "Successful.");
+  EXPECT_EQ(child->GetOriginalImageHashId(), "");
+
+  EXPECT_EQ(child->AddResultItemExternal(nullptr), -10002);
+  EXPECT_EQ(parent->GetResultItemCount(), 0);
+
+  Item* a = new Item(&deaths);
+  Item* b = new Item(&deaths);
+  EXPECT_EQ(child->AddResultItemExternal(a), 0);
+  child->AddResultItem(b);  // only the child
+  child->AddResultItem(nullptr);
+  EXPECT_TRUE(parent->HasResultItem(&a->face));
+  EXPECT_FALSE(parent->HasResultItem(&b->face));
+  EXPECT_FALSE(parent->HasResultItem(nullptr));
+
+  // Twice the same public item in the parent: a removal takes only the first.
+  parent->AddResultItem(a);
+  EXPECT_EQ(parent->GetResultItemCount(), 2);
+  parent->AddResultItem(b);
+  EXPECT_EQ(child->RemoveResultItem(&b->face), 0);  // child and parent
+  EXPECT_FALSE(child->HasResultItem(&b->face));
+  EXPECT_FALSE(parent->HasResultItem(&b->face));
+  EXPECT_EQ(deaths.load(), 1);  // b had no other holder
+
+  TQRef<ResultImpBase> other(new ResultImpBase(nullptr, nullptr));
+  other->SetCaptureResultPointer(parent.get());
+  other->RemoveResultItem(&a->face);  // not held by `other`, still removed upstream
+  EXPECT_EQ(parent->GetResultItemCount(), 1);
+  EXPECT_EQ(parent->GetResultItems()[0].get(), a);
+
+  child->SetErrorCode(-10026);
+  EXPECT_EQ(child->GetErrorString(), "Operation timeout.");
+  double m[9] = {2, 0, 0, 0, 2, 0, 0, 0, 1};
+  parent->SetSourceImageRotationMatrix(m);
+  parent->SetErrorCode(-10002);
+  TQRef<ResultImpBase> copy(new ResultImpBase(parent.get()));
+  EXPECT_EQ(copy->GetResultItemCount(), 0);
+  EXPECT_EQ(copy->GetErrorCode(), -10002);
+  EXPECT_EQ(copy->GetOriginalImageHashId(), "BKDR_1");
+  ASSERT_NE(copy->GetOriginalImageTag(), nullptr);
+  EXPECT_NE(copy->GetOriginalImageTag(), parent->GetOriginalImageTag());
+  double back[9];
+  copy->GetSourceImageRotationMatrix(back);
+  EXPECT_EQ(back[4], 2.0);
+
+  child = nullptr;
+  parent = nullptr;
+  EXPECT_EQ(deaths.load(), 2);
+}
+
+TEST(ResultImpBase, ChildrenAndParentFilledAndEmptiedFromThreads) {
+  std::atomic<int> deaths{0};
+  constexpr int kThreads = 4;
+  constexpr int kItems = 500;
+  TQRef<ResultImpBase> parent(new ResultImpBase("p", nullptr));
+  std::vector<TQRef<ResultImpBase>> children;
+  for (int t = 0; t < kThreads; ++t) {
+    children.push_back(new ResultImpBase("c", nullptr));
+    children.back()->SetCaptureResultPointer(parent.get());
+  }
+  std::atomic<int> kept{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      std::mt19937 random(static_cast<unsigned>(t));
+      for (int i = 0; i < kItems; ++i) {
+        Item* item = new Item(&deaths);
+        children[t]->AddResultItemExternal(item);
+        switch (random() % 3) {
+          case 0:  // removed through the child: gone from both
+            children[t]->RemoveResultItem(&item->face);
+            break;
+          case 1:  // removed from the parent only: the child keeps it
+            parent->RemoveResultItem(&item->face);
+            kept.fetch_add(1);
+            break;
+          default:
+            kept.fetch_add(1);
+            EXPECT_TRUE(parent->HasResultItem(&item->face));
+        }
+      }
+    });
+  }
+  // A reader on the parent at the same time.
+  threads.emplace_back([&] {
+    for (int i = 0; i < 2000; ++i) parent->HasResultItem(nullptr), parent->GetResultItemCount();
+  });
+  for (auto& thread : threads) thread.join();
+
+  int held = 0;
+  for (auto& child : children) held += child->GetResultItemCount();
+  EXPECT_EQ(held, kept.load());
+  EXPECT_EQ(deaths.load(), kThreads * kItems - kept.load());
+  children.clear();
+  parent = nullptr;
+  EXPECT_EQ(deaths.load(), kThreads * kItems);
+}
+
+TEST(TQObjectRefPool, RetainsAndReleasesPairUp) {
+  std::atomic<int> deaths{0};
+  Item* item = new Item(&deaths);
+  TQRef<Item> mine(item);
+  EXPECT_EQ(item->RetainCache(), &item->face);
+  item->RetainCache();
+  mine = nullptr;  // the pool keeps it alive
+  EXPECT_EQ(deaths.load(), 0);
+  item->ReleaseCache();
+  EXPECT_EQ(deaths.load(), 0);
+  item->ReleaseCache();
+  EXPECT_EQ(deaths.load(), 1);
+  TQObjectRefPool::GetInstance()->ReleaseCache(item);  // nothing stored: no-op
+
+  constexpr int kObjects = 200;
+  constexpr int kThreads = 4;
+  std::vector<TQRef<Item>> objects;
+  for (int i = 0; i < kObjects; ++i) objects.push_back(new Item(&deaths));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      std::mt19937 random(static_cast<unsigned>(t + 10));
+      for (int round = 0; round < 3; ++round) {
+        std::vector<int> order(kObjects);
+        for (int i = 0; i < kObjects; ++i) order[i] = i;
+        std::shuffle(order.begin(), order.end(), random);
+        for (int i : order) objects[i]->RetainCache();
+        std::shuffle(order.begin(), order.end(), random);
+        for (int i : order) objects[i]->ReleaseCache();
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (auto& object : objects) {
+    EXPECT_EQ(object->GetRefCount(), 1);
+    EXPECT_FALSE(TQObjectRefPool::GetInstance()->IsCached(object.get()));
+  }
+  // Objects die exactly when the last stored reference goes.
+  for (auto& object : objects) object->RetainCache();
+  std::vector<Item*> raw;
+  for (auto& object : objects) raw.push_back(object.get());
+  objects.clear();
+  EXPECT_EQ(deaths.load(), 1);
+  for (Item* object : raw) object->ReleaseCache();
+  EXPECT_EQ(deaths.load(), 1 + kObjects);
+}
+
+TEST(TXPParameterBase, CopyStringToBufferFillsWithoutOverrun) {
+  char buffer[5];
+  std::memset(buffer, 'x', sizeof(buffer));
+  TXPParameterBase::CopyStringToBuffer("abc", buffer, 3);
+  EXPECT_EQ(std::memcmp(buffer, "abcxx", 5), 0);  // no terminator when the text fills it
+  TXPParameterBase::CopyStringToBuffer("abc", buffer, 4);
+  EXPECT_EQ(std::memcmp(buffer, "abc\0x", 5), 0);
+  TXPParameterBase::CopyStringToBuffer("toolong", buffer, 5);
+  EXPECT_EQ(std::memcmp(buffer, "toolo", 5), 0);
+  TXPParameterBase::CopyStringToBuffer("q", buffer, 0);
+  TXPParameterBase::CopyStringToBuffer("q", nullptr, 5);
+  EXPECT_EQ(buffer[0], 't');
+}
+
+TEST(JsonConverter, StyledTextOfTheLastValue) {
+  JsonConverter converter;
+  Json::Value value;
+  value["frame"] = 3;
+  value["labels"].append("a");
+  const std::string text = converter.GetStyledString(value);
+  Json::Value parsed;
+  Json::Reader reader;
+  ASSERT_TRUE(reader.parse(text, parsed));
+  EXPECT_EQ(parsed, value);
+  EXPECT_STREQ(converter.GetStyledString(Json::Value()), "null\n");
+}
+
+}  // namespace
+}  // namespace basic_structures
+}  // namespace norvane
