@@ -14,5 +14,10 @@ endfunction()
 if(NORVANE_SANITIZE)
   set(_san "-fsanitize=${NORVANE_SANITIZE}")
   add_compile_options(${_san} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC's flow analysis reports false "maybe uninitialized" warnings in
+    # instrumented standard-library code.
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
   add_link_options(${_san})
 endif()

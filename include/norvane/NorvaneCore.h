@@ -25,4 +25,13 @@
 #include "norvane/basic_structures/object_ref_pool.h"
 #include "norvane/basic_structures/result_base.h"
 
+// Task-graph runtime.
+#include "norvane/task_runtime/data_manager_pool.h"
+#include "norvane/task_runtime/dependency_graph.h"
+#include "norvane/task_runtime/semantic_processor.h"
+#include "norvane/task_runtime/source_image_object.h"
+#include "norvane/task_runtime/target_roi_def.h"
+#include "norvane/task_runtime/task_setting.h"
+#include "norvane/task_runtime/task_types.h"
+
 #endif  // NORVANE_NORVANECORE_H_

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <regex>
 #include <string>
+#include <vector>
 
 #include "norvane/core/core_module.h"
 
@@ -55,7 +55,19 @@ TEST(TQ_CopyCharArray, CopiesReplacesAndFrees) {
 
 TEST(TQ_GetLibVersion, FourNumbersWithFiveDigitBuild) {
   const std::string version = TQ_GetLibVersion();
-  EXPECT_TRUE(std::regex_match(version, std::regex(R"(\d+\.\d+\.\d+\.\d{5})"))) << version;
+  // Four dot-separated numbers, the last one of exactly five digits.
+  std::vector<std::string> parts(1);
+  for (char c : version) {
+    if (c == '.') {
+      parts.emplace_back();
+    } else {
+      ASSERT_TRUE(c >= '0' && c <= '9') << version;
+      parts.back() += c;
+    }
+  }
+  ASSERT_EQ(parts.size(), 4u) << version;
+  for (const std::string& part : parts) EXPECT_FALSE(part.empty()) << version;
+  EXPECT_EQ(parts[3].size(), 5u) << version;
   EXPECT_STREQ(norvane::basic_structures::CCoreModule::GetVersion(), TQ_GetLibVersion());
 }
 

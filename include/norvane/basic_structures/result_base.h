@@ -32,6 +32,10 @@ class BufferedItemManager;
 
 namespace basic_structures {
 
+// The type of a buffered item: which buffer of a BufferedItemManager keeps it. The
+// values are the sibling modules'; any 32-bit value may be used.
+enum BufferedItemType : int32_t {};
+
 // The base of every result item. The deriving class sets `publicItem`, the
 // caller-visible object that stands for this item. The two flags, the int and the two
 // strings are defined by the sibling modules; this base stores and copies them.

@@ -1,0 +1,112 @@
+#include "norvane/task_runtime/task_setting.h"
+
+#include <algorithm>
+
+#include "norvane/task_runtime/dependency_graph.h"
+#include "norvane/task_runtime/target_roi_def.h"
+
+namespace norvane {
+
+TQ_TaskObjectBase::TQ_TaskObjectBase() : managerPool(nullptr), finished(false) {}
+
+TQ_TaskObjectBase::~TQ_TaskObjectBase() = default;
+
+bool TQ_TaskObjectBase::IsTaskFinished() {
+  MutexLock lock(&finishedMutex);
+  return finished;
+}
+
+void TQ_TaskObjectBase::SetTaskFinished() {
+  MutexLock lock(&finishedMutex);
+  finished = true;
+}
+
+std::string MakeTaskFullName(const std::string& targetDefName, const std::string& taskName) {
+  return "{" + targetDefName + "}[" + taskName + "]";
+}
+
+TQTargetTaskSetting::TQTargetTaskSetting(const std::string& targetDefName,
+                                         const std::string& name, TaskType type)
+    : taskName(name),
+      taskType(type),
+      activated(false),
+      taskFullName(MakeTaskFullName(targetDefName, name)) {}
+
+TQTargetTaskSetting::~TQTargetTaskSetting() = default;
+
+void TQTargetTaskSetting::SetTaskObject(TQRef<TQ_TaskObjectBase> object) {
+  if (object.IsNull()) return;
+  taskObject = std::move(object);
+}
+
+TargetROIDefSetting::TargetROIDefSetting() : outputTaskChecked(false) {}
+
+void TargetROIDefSetting::AddTaskSetting(const std::string& name,
+                                         TQRef<TQTargetTaskSetting> setting) {
+  if (setting) allTaskNameMap[name] = setting->GetTaskFullName();
+  taskMap[name] = std::move(setting);
+}
+
+void TargetROIDefSetting::AddOutputTaskSetting(const std::string& name,
+                                               TQRef<TQTargetTaskSetting> setting) {
+  if (setting) allTaskNameMap[name] = setting->GetTaskFullName();
+  outputTaskMap[name] = std::move(setting);
+}
+
+void TargetROIDefEventListener::HandleSingleRegionCompeleteEvent(TargetROIDefEvent*) {}
+void TargetROIDefEventListener::HandleTaskUnitOutputCompeleteEvent(TargetROIDefEvent*) {}
+
+TargetROIDefEvent::TargetROIDefEvent(TargetROIDefEventType eventType, TQTargetROIDef* sourceDef,
+                                     void* eventPayload, EventOutputStruct* eventOutput)
+    : type(eventType), source(sourceDef), payload(eventPayload), output(eventOutput) {}
+
+TargetROIDefEvent::~TargetROIDefEvent() = default;
+
+TQTargetROIDef::TQTargetROIDef(TQDependencyGraph* ownerGraph, const std::string& name,
+                               int level)
+    : graph(ownerGraph), priorityLevel(level) {
+  setting.SetTargetDefName(name);
+}
+
+TQTargetROIDef::~TQTargetROIDef() = default;
+
+void TQTargetROIDef::HandleSingleRegionCompeleteEvent(TargetROIDefEvent*) {}
+void TQTargetROIDef::HandleTaskUnitOutputCompeleteEvent(TargetROIDefEvent*) {}
+
+TQDataManagerPool* TQTargetROIDef::GetManagerPool() const {
+  return graph != nullptr ? graph->GetManagerPool() : nullptr;
+}
+
+void TQTargetROIDef::ActivateAllTask() {
+  for (auto& entry : setting.GetTaskMap()) entry.second->ActivateTask();
+  for (auto& entry : setting.GetOutputTaskMap()) entry.second->ActivateTask();
+}
+
+void TQTargetROIDef::ActivateCertainTasks(const std::set<std::string>& names) {
+  for (auto* map : {&setting.GetTaskMap(), &setting.GetOutputTaskMap()}) {
+    for (auto& entry : *map) {
+      if (names.count(entry.first) != 0) entry.second->ActivateTask();
+    }
+  }
+}
+
+void TQTargetROIDef::ActivateTaskByNameArrayAndAtomicTypeFlag(
+    const std::vector<std::string>& names, const bool* flags) {
+  auto listed = [&names](const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+  };
+  for (auto& entry : setting.GetTaskMap()) {
+    TQTargetTaskSetting* task = entry.second.get();
+    if (task->IsActivatedTask() || !listed(entry.first)) continue;
+    const TaskType type = task->GetTaskType();
+    // Only the three atomic kinds are activated here, each by its own flag.
+    if (type >= TT_ATOMIC_0 && type <= TT_ATOMIC_2 && flags != nullptr && flags[type]) {
+      task->ActivateTask();
+    }
+  }
+  for (auto& entry : setting.GetOutputTaskMap()) {
+    if (!entry.second->IsActivatedTask() && listed(entry.first)) entry.second->ActivateTask();
+  }
+}
+
+}  // namespace norvane
