@@ -17,6 +17,10 @@
 // Image data.
 #include "norvane/basic_structures/image_data.h"
 #include "norvane/basic_structures/pixel_conversion.h"
+#include "norvane/basic_structures/tq_hashed_image_data.h"
 #include "norvane/basic_structures/tq_image_data.h"
+
+// Image sources.
+#include "norvane/basic_structures/image_source_adapter.h"
 
 #endif  // NORVANE_NORVANECORE_H_
