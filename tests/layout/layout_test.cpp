@@ -19,8 +19,9 @@ static_assert(sizeof(TXP_ImageData) == 8 + 4 * sizeof(void*) + 5 * 4, "no paddin
 static_assert(sizeof(TXP_ImageData) == 44, "");
 static_assert(offsetof(TXP_ImageData, width) == 12 && offsetof(TXP_ImageData, height) == 16 &&
                   offsetof(TXP_ImageData, stride) == 20 && offsetof(TXP_ImageData, format) == 24 &&
-                  offsetof(TXP_ImageData, orientation) == 28 && offsetof(TXP_ImageData, tag) == 32 &&
-                  offsetof(TXP_ImageData, userData) == 36 && offsetof(TXP_ImageData, release) == 40,
+                  offsetof(TXP_ImageData, orientation) == 28 &&
+                  offsetof(TXP_ImageData, tag) == 32 && offsetof(TXP_ImageData, userData) == 36 &&
+                  offsetof(TXP_ImageData, release) == 40,
               "");
 static_assert(sizeof(CImageData) == 44, "vtable pointer + the packed members");
 #endif
@@ -31,6 +32,15 @@ static_assert(sizeof(CImageData) == sizeof(void*) + 8 + sizeof(void*) + 5 * 4 + 
               "");
 static_assert(sizeof(CVideoFrameTag) == sizeof(void*) + 4 + 4 + 4 + 1 + sizeof(void*) + 4 + 4, "");
 static_assert(sizeof(TXP_Rect) == sizeof(CRect), "the C rectangle mirrors CRect");
+
+// The image-source adapter: a virtual table, its inner object and its listener.
+static_assert(sizeof(norvane::basic_structures::CImageSourceAdapter) == 3 * sizeof(void*), "");
+// The C adapter handle: a reserved word, then the adapter.
+static_assert(offsetof(TXP_ImageSourceAdapterHandle, adapter) == 4, "");
+static_assert(sizeof(TXP_ImageSourceAdapterHandle) == 4 + sizeof(void*), "");
+#if defined(__arm__)
+static_assert(sizeof(TXP_ImageSourceAdapterHandle) == 8, "");
+#endif
 
 #if defined(__arm__)
 static_assert(sizeof(void*) == 4, "the ARM target is 32-bit");
