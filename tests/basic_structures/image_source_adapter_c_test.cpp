@@ -55,7 +55,8 @@ TEST(ImageSourceAdapterC, TagRecordsConvertBothWaysWithoutLoss) {
     EXPECT_EQ(out.imageId, in.imageId);
     EXPECT_EQ(out.imageCaptureDistanceMode, in.imageCaptureDistanceMode);
     if (in.type == 0) {
-      EXPECT_EQ(std::string(out.filePath), in.filePath);
+      const char* path = in.filePath;  // a packed member cannot be bound to a reference
+      EXPECT_STREQ(out.filePath, path);
       EXPECT_EQ(out.pageNumber, in.pageNumber);
       EXPECT_EQ(out.totalPages, in.totalPages);
     } else {
