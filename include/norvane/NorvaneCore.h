@@ -17,7 +17,11 @@
 // Image data.
 #include "norvane/basic_structures/image_data.h"
 #include "norvane/basic_structures/pixel_conversion.h"
+#include "norvane/basic_structures/tq_hashed_image_data.h"
 #include "norvane/basic_structures/tq_image_data.h"
+
+// Image sources.
+#include "norvane/basic_structures/image_source_adapter.h"
 
 // Captured results.
 #include "norvane/basic_structures/captured_result_item.h"

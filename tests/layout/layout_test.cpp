@@ -32,6 +32,15 @@ static_assert(sizeof(CImageData) == sizeof(void*) + 8 + sizeof(void*) + 5 * 4 + 
 static_assert(sizeof(CVideoFrameTag) == sizeof(void*) + 4 + 4 + 4 + 1 + sizeof(void*) + 4 + 4, "");
 static_assert(sizeof(TXP_Rect) == sizeof(CRect), "the C rectangle mirrors CRect");
 
+// The image-source adapter: a virtual table, its inner object and its listener.
+static_assert(sizeof(norvane::basic_structures::CImageSourceAdapter) == 3 * sizeof(void*), "");
+// The C adapter handle: a reserved word, then the adapter.
+static_assert(offsetof(TXP_ImageSourceAdapterHandle, adapter) == 4, "");
+static_assert(sizeof(TXP_ImageSourceAdapterHandle) == 4 + sizeof(void*), "");
+#if defined(__arm__)
+static_assert(sizeof(TXP_ImageSourceAdapterHandle) == 8, "");
+#endif
+
 #if defined(__arm__)
 static_assert(sizeof(void*) == 4, "the ARM target is 32-bit");
 #if !defined(__ARM_PCS_VFP)
