@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "norvane/basic_structures/image_source_adapter.h"
@@ -59,14 +58,3 @@ void BM_MallocMemcpyFree(benchmark::State& state) {
 BENCHMARK(BM_MallocMemcpyFree);
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  // The library lives in multi-threaded processes; start a thread first so that
-  // libstdc++ uses its atomic paths here as it does there.
-  std::thread([] {}).join();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
