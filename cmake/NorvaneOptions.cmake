@@ -16,3 +16,8 @@ if(NORVANE_SANITIZE)
   add_compile_options(${_san} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(${_san})
 endif()
+
+if(NORVANE_FUZZ)
+  # Coverage feedback for libFuzzer in every object; the fuzz targets add the driver.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
