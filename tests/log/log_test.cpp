@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,24 +27,36 @@ using testing_util::WriteFile;
 
 const LogMode kBoth = static_cast<LogMode>(LOG_MODE_IMAGE | LOG_MODE_TEXT);
 
-// "[TID:%6d][YYYY/MM/DD HH:MM:SS]" then the message.
-const std::regex kLinePattern(
-    R"(\[TID:( *-?\d+)\]\[(\d{4})/(\d{2})/(\d{2}) (\d{2}):(\d{2}):(\d{2})\](.*))");
-
 struct ParsedLine {
   bool ok = false;
   int tid = 0;
   std::string message;
 };
 
+// Splits "[TID:%6d][YYYY/MM/DD HH:MM:SS]message"; ok is false for any other shape.
 ParsedLine Parse(const std::string& line) {
   ParsedLine parsed;
-  std::smatch match;
-  if (!std::regex_match(line, match, kLinePattern)) return parsed;
-  if (match[1].length() < 6) return parsed;  // right-aligned in six places
+  const std::string open = "[TID:";
+  if (line.compare(0, open.size(), open) != 0) return parsed;
+  size_t close = line.find(']', open.size());
+  if (close == std::string::npos || close - open.size() < 6) return parsed;  // six places
+  std::string id = line.substr(open.size(), close - open.size());
+  size_t digits = id.find_first_not_of(' ');
+  if (digits == std::string::npos) return parsed;
+  if (id[digits] == '-') ++digits;
+  if (digits >= id.size() || id.find_first_not_of("0123456789", digits) != std::string::npos) {
+    return parsed;
+  }
+  const std::string shape = "[dddd/dd/dd dd:dd:dd]";
+  if (line.size() < close + 1 + shape.size()) return parsed;
+  for (size_t i = 0; i < shape.size(); ++i) {
+    char c = line[close + 1 + i];
+    bool fits = shape[i] == 'd' ? (c >= '0' && c <= '9') : c == shape[i];
+    if (!fits) return parsed;
+  }
   parsed.ok = true;
-  parsed.tid = std::atoi(match[1].str().c_str());
-  parsed.message = match[8].str();
+  parsed.tid = std::atoi(id.c_str());
+  parsed.message = line.substr(close + 1 + shape.size());
   return parsed;
 }
 
@@ -240,19 +251,20 @@ void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached)
   }
 
   std::vector<int> next(kThreads, 0);
-  const std::regex body(R"(w(\d+) n(\d+) (p*))");
   std::vector<std::string> lines = ReadLines(textLog);
   ASSERT_EQ(lines.size(), size_t{kThreads * kLines});
   for (const std::string& line : lines) {
     ParsedLine parsed = Parse(line);
-    std::smatch match;
-    ASSERT_TRUE(parsed.ok && std::regex_match(parsed.message, match, body)) << line;
-    int t = std::atoi(match[1].str().c_str());
-    int i = std::atoi(match[2].str().c_str());
+    int t = -1;
+    int i = -1;
+    int consumed = 0;
+    ASSERT_TRUE(parsed.ok) << line;
+    ASSERT_EQ(std::sscanf(parsed.message.c_str(), "w%d n%d %n", &t, &i, &consumed), 2) << line;
     ASSERT_TRUE(t >= 0 && t < kThreads) << line;
+    std::string padding = parsed.message.substr(static_cast<size_t>(consumed));
     EXPECT_EQ(parsed.tid, tids[t]) << line;
     EXPECT_EQ(i, next[t]) << line;
-    EXPECT_EQ(match[3].length(), (t * 37 + i * 11) % 300) << line;
+    EXPECT_EQ(padding, std::string((t * 37 + i * 11) % 300, 'p')) << line;
     next[t] = i + 1;
   }
   for (int t = 0; t < kThreads; ++t) EXPECT_EQ(next[t], kLines);
