@@ -82,94 +82,102 @@ NORVANE_TARGET_AVX2 void GreyFrom24(const uint8_t* src, uint8_t* dst, int width)
   }
 }
 
-// Stores 16 pixels given as blue, green and red bytes as 48 bytes B, G, R.
-NORVANE_TARGET_AVX2 inline void StoreBgr24(uint8_t* dst, __m128i b, __m128i g, __m128i r) {
-  const __m128i b0 = _mm_setr_epi8(0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1, -1, 5);
-  const __m128i g0 = _mm_setr_epi8(-1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1, -1);
-  const __m128i r0 = _mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1);
-  const __m128i b1 = _mm_setr_epi8(-1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1, 10, -1);
-  const __m128i g1 = _mm_setr_epi8(5, -1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1, 10);
-  const __m128i r1 = _mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1);
-  const __m128i b2 = _mm_setr_epi8(-1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1, -1);
-  const __m128i g2 = _mm_setr_epi8(-1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1);
-  const __m128i r2 = _mm_setr_epi8(10, -1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15);
-  __m128i* out = reinterpret_cast<__m128i*>(dst);
-  _mm_storeu_si128(out, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(b, b0), _mm_shuffle_epi8(g, g0)),
-                                     _mm_shuffle_epi8(r, r0)));
-  _mm_storeu_si128(out + 1,
-                   _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(b, b1), _mm_shuffle_epi8(g, g1)),
-                                _mm_shuffle_epi8(r, r1)));
-  _mm_storeu_si128(out + 2,
-                   _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(b, b2), _mm_shuffle_epi8(g, g2)),
-                                _mm_shuffle_epi8(r, r2)));
+// The bytes of b, g and r that the masks select.
+NORVANE_TARGET_AVX2 inline __m256i Pick(__m256i b, __m256i bMask, __m256i g, __m256i gMask,
+                                        __m256i r, __m256i rMask) {
+  return _mm256_or_si256(_mm256_or_si256(_mm256_and_si256(b, bMask), _mm256_and_si256(g, gMask)),
+                         _mm256_and_si256(r, rMask));
 }
 
-// One colour channel of 16 pixels as 16-bit values in pixel order: (luma + chroma) >> 8.
-// In each 128-bit half, `lumaLow` holds 298 C + 128 of that half's pixels 0..3,
-// `lumaHigh` of pixels 4..7, and `chroma` the chroma term of its four pixel pairs.
-NORVANE_TARGET_AVX2 inline __m256i Channel(__m256i lumaLow, __m256i lumaHigh, __m256i chroma) {
-  const __m256i low =
-      _mm256_srai_epi32(_mm256_add_epi32(lumaLow, _mm256_unpacklo_epi32(chroma, chroma)), 8);
-  const __m256i high =
-      _mm256_srai_epi32(_mm256_add_epi32(lumaHigh, _mm256_unpackhi_epi32(chroma, chroma)), 8);
-  return _mm256_packs_epi32(low, high);
+// One colour channel of 32 pixels, from its values for the even and the odd pixels
+// (16-bit lanes), clipped to bytes and placed for StoreBgr24: packing leaves each
+// 16-pixel half as 8 even then 8 odd pixels, and one byte shuffle both restores the
+// pixel order and moves each value to where the output needs it.
+NORVANE_TARGET_AVX2 inline __m256i PlaceChannel(__m256i even, __m256i odd, __m256i places) {
+  return _mm256_shuffle_epi8(_mm256_packus_epi16(even, odd), places);
 }
 
-struct Rgb16 {
-  __m256i r, g, b;
-};
-
-// The pmaddwd weights of one chroma pair for the terms d * D + e * E, in the order of
-// the pair's bytes: V, U when VFirst, else U, V.
-template <bool VFirst>
-constexpr int ChromaWeights(int16_t d, int16_t e) {
-  return static_cast<int>((static_cast<uint32_t>(static_cast<uint16_t>(VFirst ? d : e)) << 16) |
-                          static_cast<uint16_t>(VFirst ? e : d));
+// Stores 32 pixels as 96 bytes B, G, R. Byte k of each 16-byte block j of the 48
+// bytes of 16 pixels is channel (j + k) % 3; the channels come placed so that every
+// value already sits at the byte of the block that needs it, and masks pick the
+// channel of each byte.
+NORVANE_TARGET_AVX2 inline void StoreBgr24(uint8_t* dst, __m256i b, __m256i g, __m256i r) {
+  // Bytes k with k % 3 == 0, 1, 2.
+  const __m256i p0 = _mm256_setr_epi8(-1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1,  //
+                                      -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1);
+  const __m256i p1 = _mm256_setr_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0,  //
+                                      0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0);
+  const __m256i p2 = _mm256_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0,  //
+                                      0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);
+  // Block j of the first 16 pixels in the low half, of the next 16 in the high half.
+  const __m256i block0 = Pick(b, p0, g, p1, r, p2);
+  const __m256i block1 = Pick(b, p2, g, p0, r, p1);
+  const __m256i block2 = Pick(b, p1, g, p2, r, p0);
+  __m256i* out = reinterpret_cast<__m256i*>(dst);
+  _mm256_storeu_si256(out, _mm256_permute2x128_si256(block0, block1, 0x20));
+  _mm256_storeu_si256(out + 1, _mm256_permute2x128_si256(block2, block0, 0x30));
+  _mm256_storeu_si256(out + 2, _mm256_permute2x128_si256(block1, block2, 0x31));
 }
 
-// Sixteen pixels from 16 luma bytes and 8 chroma pairs, as signed 16-bit channels
-// before clipping.
-template <bool VFirst>
-NORVANE_TARGET_AVX2 inline Rgb16 YuvToRgb16(const uint8_t* y, const uint8_t* chroma) {
-  const __m256i c =
-      _mm256_sub_epi16(_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y))),
-                       _mm256_set1_epi16(16));
-  const __m256i lumaWeights = _mm256_set1_epi32((128 << 16) | 298);
-  const __m256i one = _mm256_set1_epi16(1);
-  const __m256i lumaLow = _mm256_madd_epi16(_mm256_unpacklo_epi16(c, one), lumaWeights);
-  const __m256i lumaHigh = _mm256_madd_epi16(_mm256_unpackhi_epi16(c, one), lumaWeights);
-  const __m256i pairs = _mm256_sub_epi16(
-      _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(chroma))),
-      _mm256_set1_epi16(128));
-  Rgb16 out;
-  out.r = Channel(lumaLow, lumaHigh,
-                  _mm256_madd_epi16(pairs, _mm256_set1_epi32(ChromaWeights<VFirst>(0, 409))));
-  out.g = Channel(lumaLow, lumaHigh,
-                  _mm256_madd_epi16(pairs, _mm256_set1_epi32(ChromaWeights<VFirst>(-100, -208))));
-  out.b = Channel(lumaLow, lumaHigh,
-                  _mm256_madd_epi16(pairs, _mm256_set1_epi32(ChromaWeights<VFirst>(516, 0))));
-  return out;
+// One channel before clipping: c + base + ((t + term) >> 8).
+NORVANE_TARGET_AVX2 inline __m256i Value(__m256i c, __m256i base, __m256i t, __m256i term) {
+  return _mm256_add_epi16(_mm256_add_epi16(c, base),
+                          _mm256_srai_epi16(_mm256_add_epi16(t, term), 8));
 }
 
-// Clipped bytes of 32 pixels in pixel order from two vectors of 16 signed 16-bit values.
-NORVANE_TARGET_AVX2 inline __m256i PackChannel(__m256i first, __m256i second) {
-  return _mm256_permute4x64_epi64(_mm256_packus_epi16(first, second), 0xD8);
+// A 16-bit constant in every lane, kept opaque to the compiler, which would otherwise
+// replace each multiplication by it with a longer chain of shifts and additions.
+NORVANE_TARGET_AVX2 inline __m256i Factor(short value) {
+  __m256i v = _mm256_set1_epi16(value);
+  __asm__("" : "+x"(v));
+  return v;
 }
 
+// Colour of 32 pixels from 32 luma bytes and 16 chroma pairs. Even and odd pixels are
+// computed apart, each in 16-bit lanes beside the pair that serves it, with the 16-bit
+// split of the colour formula that the SSE2 kernels explain:
+//   R = C + E + ((42 C + 153 E + 128) >> 8), G = C - E + ((42 C - 100 D + 48 E + 128) >> 8),
+//   B = C + 2 D + ((42 C + 4 D + 128) >> 8).
 template <bool VFirst>
 NORVANE_TARGET_AVX2 void Bgr24FromSemiPlanar(const uint8_t* y, const uint8_t* chroma, uint8_t* dst,
                                              int width) {
+  const __m256i lowBytes = _mm256_set1_epi16(0x00FF);
+  const __m256i sixteen = _mm256_set1_epi16(16);
+  const __m256i half = _mm256_set1_epi16(128);
+  const __m256i k42 = Factor(42), k48 = Factor(48), k100 = Factor(100), k153 = Factor(153);
+  const __m256i bPlaces = _mm256_setr_epi8(0, 13, 3, 8, 6, 11, 1, 14, 4, 9, 7, 12, 2, 15, 5, 10,  //
+                                           0, 13, 3, 8, 6, 11, 1, 14, 4, 9, 7, 12, 2, 15, 5, 10);
+  const __m256i gPlaces = _mm256_setr_epi8(10, 0, 13, 3, 8, 6, 11, 1, 14, 4, 9, 7, 12, 2, 15, 5,  //
+                                           10, 0, 13, 3, 8, 6, 11, 1, 14, 4, 9, 7, 12, 2, 15, 5);
+  const __m256i rPlaces = _mm256_setr_epi8(5, 10, 0, 13, 3, 8, 6, 11, 1, 14, 4, 9, 7, 12, 2, 15,  //
+                                           5, 10, 0, 13, 3, 8, 6, 11, 1, 14, 4, 9, 7, 12, 2, 15);
   int x = 0;
   for (; x + 32 <= width; x += 32) {
-    const Rgb16 first = YuvToRgb16<VFirst>(y + x, chroma + x);
-    const Rgb16 second = YuvToRgb16<VFirst>(y + x + 16, chroma + x + 16);
-    const __m256i b = PackChannel(first.b, second.b);
-    const __m256i g = PackChannel(first.g, second.g);
-    const __m256i r = PackChannel(first.r, second.r);
-    StoreBgr24(dst + 3 * x, _mm256_castsi256_si128(b), _mm256_castsi256_si128(g),
-               _mm256_castsi256_si128(r));
-    StoreBgr24(dst + 3 * x + 48, _mm256_extracti128_si256(b, 1), _mm256_extracti128_si256(g, 1),
-               _mm256_extracti128_si256(r, 1));
+    const __m256i luma = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + x));
+    const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(chroma + x));
+    const __m256i first = _mm256_sub_epi16(_mm256_and_si256(pairs, lowBytes), half);
+    const __m256i second = _mm256_sub_epi16(_mm256_srli_epi16(pairs, 8), half);
+    const __m256i d = VFirst ? second : first;
+    const __m256i e = VFirst ? first : second;
+    // The chroma terms, shared by both pixels of a pair; t adds 42 C + 128.
+    const __m256i rChroma = _mm256_mullo_epi16(e, k153);
+    const __m256i gChroma =
+        _mm256_sub_epi16(_mm256_mullo_epi16(e, k48), _mm256_mullo_epi16(d, k100));
+    const __m256i bChroma = _mm256_slli_epi16(d, 2);
+    const __m256i cEven = _mm256_sub_epi16(_mm256_and_si256(luma, lowBytes), sixteen);
+    const __m256i cOdd = _mm256_sub_epi16(_mm256_srli_epi16(luma, 8), sixteen);
+    const __m256i tEven = _mm256_add_epi16(_mm256_mullo_epi16(cEven, k42), half);
+    const __m256i tOdd = _mm256_add_epi16(_mm256_mullo_epi16(cOdd, k42), half);
+    // B = C + 2 D + ..., G = C - E + ..., R = C + E + ...: the chroma part of each.
+    const __m256i bBase = _mm256_add_epi16(d, d);
+    const __m256i gBase = _mm256_sub_epi16(_mm256_setzero_si256(), e);
+    const __m256i b = PlaceChannel(Value(cEven, bBase, tEven, bChroma),
+                                   Value(cOdd, bBase, tOdd, bChroma), bPlaces);
+    const __m256i g = PlaceChannel(Value(cEven, gBase, tEven, gChroma),
+                                   Value(cOdd, gBase, tOdd, gChroma), gPlaces);
+    const __m256i r =
+        PlaceChannel(Value(cEven, e, tEven, rChroma), Value(cOdd, e, tOdd, rChroma), rPlaces);
+    StoreBgr24(dst + 3 * x, b, g, r);
   }
   if (x < width) {
     (VFirst ? Bgr24FromNv21RowReference : Bgr24FromNv12RowReference)(y + x, chroma + x, dst + 3 * x,

@@ -60,52 +60,45 @@ void GreyFrom24(const uint8_t* src, uint8_t* dst, int width) {
   }
 }
 
-// One channel of four pixels: clip((base + d * D + e * E) >> 8), where base holds
-// 298 C + 128, and D, E the chroma of each pixel.
-inline int16x4_t Channel4(int32x4_t base, int16x4_t dValues, int16_t d, int16x4_t eValues,
-                          int16_t e) {
-  const int32x4_t sum = vmlal_n_s16(vmlal_n_s16(base, dValues, d), eValues, e);
-  return vqmovn_s32(vshrq_n_s32(sum, 8));
+// One channel of eight pixels, clipped: c + base + ((t + term) >> 8).
+inline uint8x8_t Value(int16x8_t c, int16x8_t base, int16x8_t t, int16x8_t term) {
+  return vqmovun_s16(vaddq_s16(vaddq_s16(c, base), vshrq_n_s16(vaddq_s16(t, term), 8)));
 }
 
-struct Bgr8 {
-  uint8x8_t b, g, r;
-};
-
-// Eight pixels from their luma bytes and the D and E values of their four pairs.
-inline Bgr8 YuvToBgr8(uint8x8_t luma, int16x4_t d4, int16x4_t e4) {
-  const int16x8_t c = vreinterpretq_s16_u16(vsubl_u8(luma, vdup_n_u8(16)));
-  const int16x4x2_t d = vzip_s16(d4, d4);  // each pair's value for both of its pixels
-  const int16x4x2_t e = vzip_s16(e4, e4);
-  const int32x4_t rounding = vdupq_n_s32(128);
-  const int32x4_t baseLow = vmlal_n_s16(rounding, vget_low_s16(c), 298);
-  const int32x4_t baseHigh = vmlal_n_s16(rounding, vget_high_s16(c), 298);
-  Bgr8 out;
-  out.r = vqmovun_s16(vcombine_s16(Channel4(baseLow, d.val[0], 0, e.val[0], 409),
-                                   Channel4(baseHigh, d.val[1], 0, e.val[1], 409)));
-  out.g = vqmovun_s16(vcombine_s16(Channel4(baseLow, d.val[0], -100, e.val[0], -208),
-                                   Channel4(baseHigh, d.val[1], -100, e.val[1], -208)));
-  out.b = vqmovun_s16(vcombine_s16(Channel4(baseLow, d.val[0], 516, e.val[0], 0),
-                                   Channel4(baseHigh, d.val[1], 516, e.val[1], 0)));
-  return out;
-}
-
+// Sixteen pixels at a time, even and odd pixels apart, each in 16-bit lanes beside the
+// chroma pair that serves it. The products of the colour formula do not fit 16 bits,
+// so each is split at a multiple of 256, whose part passes the shift unchanged:
+//   R = C + E + ((42 C + 153 E + 128) >> 8), G = C - E + ((42 C - 100 D + 48 E + 128) >> 8),
+//   B = C + 2 D + ((42 C + 4 D + 128) >> 8),
+// which equals the 32-bit formula for every Y, U and V.
 template <bool VFirst>
 void Bgr24FromSemiPlanar(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, int width) {
   int x = 0;
   for (; x + 16 <= width; x += 16) {
-    const uint8x16_t luma = vld1q_u8(y + x);
+    const uint8x8x2_t luma = vld2_u8(y + x);  // even and odd pixels
     const uint8x8x2_t pairs = vld2_u8(chroma + x);
     const uint8x8_t u = VFirst ? pairs.val[1] : pairs.val[0];
     const uint8x8_t v = VFirst ? pairs.val[0] : pairs.val[1];
     const int16x8_t d = vreinterpretq_s16_u16(vsubl_u8(u, vdup_n_u8(128)));
     const int16x8_t e = vreinterpretq_s16_u16(vsubl_u8(v, vdup_n_u8(128)));
-    const Bgr8 low = YuvToBgr8(vget_low_u8(luma), vget_low_s16(d), vget_low_s16(e));
-    const Bgr8 high = YuvToBgr8(vget_high_u8(luma), vget_high_s16(d), vget_high_s16(e));
+    const int16x8_t rChroma = vmulq_n_s16(e, 153);
+    const int16x8_t gChroma = vmlsq_n_s16(vmulq_n_s16(e, 48), d, 100);
+    const int16x8_t bChroma = vshlq_n_s16(d, 2);
+    const int16x8_t bBase = vaddq_s16(d, d);
+    const int16x8_t gBase = vnegq_s16(e);
+    const int16x8_t cEven = vreinterpretq_s16_u16(vsubl_u8(luma.val[0], vdup_n_u8(16)));
+    const int16x8_t cOdd = vreinterpretq_s16_u16(vsubl_u8(luma.val[1], vdup_n_u8(16)));
+    const int16x8_t tEven = vmlaq_n_s16(vdupq_n_s16(128), cEven, 42);
+    const int16x8_t tOdd = vmlaq_n_s16(vdupq_n_s16(128), cOdd, 42);
+    const uint8x8x2_t b =
+        vzip_u8(Value(cEven, bBase, tEven, bChroma), Value(cOdd, bBase, tOdd, bChroma));
+    const uint8x8x2_t g =
+        vzip_u8(Value(cEven, gBase, tEven, gChroma), Value(cOdd, gBase, tOdd, gChroma));
+    const uint8x8x2_t r = vzip_u8(Value(cEven, e, tEven, rChroma), Value(cOdd, e, tOdd, rChroma));
     uint8x16x3_t out;
-    out.val[0] = vcombine_u8(low.b, high.b);
-    out.val[1] = vcombine_u8(low.g, high.g);
-    out.val[2] = vcombine_u8(low.r, high.r);
+    out.val[0] = vcombine_u8(b.val[0], b.val[1]);
+    out.val[1] = vcombine_u8(g.val[0], g.val[1]);
+    out.val[2] = vcombine_u8(r.val[0], r.val[1]);
     vst3q_u8(dst + 3 * x, out);
   }
   if (x < width) {

@@ -94,8 +94,9 @@ void Bgr24Row(const uint8_t* src, uint8_t* dst, int width) {
 
 inline uint8_t Clip(int32_t v) { return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
 
-// Arithmetic right shift of a possibly negative value: rounds toward minus infinity.
-inline int32_t Shift8(int32_t v) { return v >= 0 ? v >> 8 : -((-v + 255) >> 8); }
+// v / 256 rounded toward minus infinity, for |v| < 2^24: shifted while non-negative,
+// so that the result does not depend on how the compiler shifts negative values.
+inline int32_t Shift8(int32_t v) { return ((v + (1 << 24)) >> 8) - (1 << 16); }
 
 template <bool VFirst>
 void Bgr24FromSemiPlanarRow(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, int width) {

@@ -117,51 +117,52 @@ inline void StoreBgr24(uint8_t* dst, __m128i b, __m128i g, __m128i r) {
   _mm_storeu_si128(out + 2, _mm_or_si128(_mm_srli_si128(c2, 8), _mm_slli_si128(c3, 4)));
 }
 
-// One colour channel of eight pixels as 16-bit values: (luma + chroma) >> 8, where
-// `luma` holds 298 C + 128 of pixels 0..3 and 4..7 and `chroma` the chroma term of
-// the four pixel pairs.
-inline __m128i Channel(__m128i lumaLow, __m128i lumaHigh, __m128i chroma) {
-  const __m128i low = _mm_srai_epi32(_mm_add_epi32(lumaLow, _mm_unpacklo_epi32(chroma, chroma)), 8);
-  const __m128i high =
-      _mm_srai_epi32(_mm_add_epi32(lumaHigh, _mm_unpackhi_epi32(chroma, chroma)), 8);
-  return _mm_packs_epi32(low, high);
-}
-
-struct Rgb16 {
-  __m128i r, g, b;
+// Eight pixels from their C = Y - 16 and the D = U - 128, E = V - 128 of each pixel,
+// as 16-bit channels before clipping. The products of the colour formula do not fit
+// 16 bits, so each one is split at a multiple of 256, whose part passes the shift
+// unchanged: 298 C = 256 C + 42 C, 409 E = 256 E + 153 E, -208 E = -256 E + 48 E,
+// 516 D = 512 D + 4 D. What is left fits 16 bits for every input:
+//   R = C + E + ((42 C + 153 E + 128) >> 8)
+//   G = C - E + ((42 C - 100 D + 48 E + 128) >> 8)
+//   B = C + 2 D + ((42 C + 4 D + 128) >> 8)
+// These equal the 32-bit formula exactly, for all Y, U and V.
+struct Bgr16 {
+  __m128i b, g, r;
 };
 
-// Eight pixels from their luma bytes (low half of `y`) and four chroma pairs (low half
-// of `chroma`), as signed 16-bit channels before clipping.
-template <bool VFirst>
-inline Rgb16 YuvToRgb8(__m128i y, __m128i chroma) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i c = _mm_sub_epi16(_mm_unpacklo_epi8(y, zero), _mm_set1_epi16(16));
-  const __m128i lumaWeights = _mm_set1_epi32((128 << 16) | 298);  // 298 C + 128 * 1
-  const __m128i one = _mm_set1_epi16(1);
-  const __m128i lumaLow = _mm_madd_epi16(_mm_unpacklo_epi16(c, one), lumaWeights);
-  const __m128i lumaHigh = _mm_madd_epi16(_mm_unpackhi_epi16(c, one), lumaWeights);
-  // Pairs (first, second) of the chroma plane: (V, U) = (E, D) or (U, V) = (D, E).
-  const __m128i pairs = _mm_sub_epi16(_mm_unpacklo_epi8(chroma, zero), _mm_set1_epi16(128));
-  const auto weights = [](int16_t d, int16_t e) {
-    return VFirst ? _mm_set1_epi32((static_cast<uint16_t>(d) << 16) | static_cast<uint16_t>(e))
-                  : _mm_set1_epi32((static_cast<uint16_t>(e) << 16) | static_cast<uint16_t>(d));
-  };
-  Rgb16 out;
-  out.r = Channel(lumaLow, lumaHigh, _mm_madd_epi16(pairs, weights(0, 409)));
-  out.g = Channel(lumaLow, lumaHigh, _mm_madd_epi16(pairs, weights(-100, -208)));
-  out.b = Channel(lumaLow, lumaHigh, _mm_madd_epi16(pairs, weights(516, 0)));
+inline Bgr16 YuvToBgr8(__m128i c, __m128i d, __m128i e) {
+  const __m128i t = _mm_add_epi16(_mm_mullo_epi16(c, _mm_set1_epi16(42)), _mm_set1_epi16(128));
+  Bgr16 out;
+  out.r =
+      _mm_add_epi16(_mm_add_epi16(c, e),
+                    _mm_srai_epi16(_mm_add_epi16(t, _mm_mullo_epi16(e, _mm_set1_epi16(153))), 8));
+  const __m128i gSum = _mm_add_epi16(_mm_sub_epi16(t, _mm_mullo_epi16(d, _mm_set1_epi16(100))),
+                                     _mm_mullo_epi16(e, _mm_set1_epi16(48)));
+  out.g = _mm_add_epi16(_mm_sub_epi16(c, e), _mm_srai_epi16(gSum, 8));
+  out.b = _mm_add_epi16(_mm_add_epi16(c, _mm_add_epi16(d, d)),
+                        _mm_srai_epi16(_mm_add_epi16(t, _mm_slli_epi16(d, 2)), 8));
   return out;
 }
 
 template <bool VFirst>
 void Bgr24FromSemiPlanar(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, int width) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i sixteen = _mm_set1_epi16(16);
+  const __m128i half = _mm_set1_epi16(128);
   int x = 0;
   for (; x + 16 <= width; x += 16) {
     const __m128i luma = _mm_loadu_si128(reinterpret_cast<const __m128i*>(y + x));
     const __m128i pairs = _mm_loadu_si128(reinterpret_cast<const __m128i*>(chroma + x));
-    const Rgb16 low = YuvToRgb8<VFirst>(luma, pairs);
-    const Rgb16 high = YuvToRgb8<VFirst>(_mm_srli_si128(luma, 8), _mm_srli_si128(pairs, 8));
+    // The first and second byte of each of the eight pairs, less 128.
+    const __m128i first = _mm_sub_epi16(_mm_and_si128(pairs, _mm_set1_epi16(0x00FF)), half);
+    const __m128i second = _mm_sub_epi16(_mm_srli_epi16(pairs, 8), half);
+    const __m128i d = VFirst ? second : first;
+    const __m128i e = VFirst ? first : second;
+    // Each pair serves two neighbouring pixels.
+    const Bgr16 low = YuvToBgr8(_mm_sub_epi16(_mm_unpacklo_epi8(luma, zero), sixteen),
+                                _mm_unpacklo_epi16(d, d), _mm_unpacklo_epi16(e, e));
+    const Bgr16 high = YuvToBgr8(_mm_sub_epi16(_mm_unpackhi_epi8(luma, zero), sixteen),
+                                 _mm_unpackhi_epi16(d, d), _mm_unpackhi_epi16(e, e));
     StoreBgr24(dst + 3 * x, _mm_packus_epi16(low.b, high.b), _mm_packus_epi16(low.g, high.g),
                _mm_packus_epi16(low.r, high.r));
   }
