@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "test_support/guarded_buffer.h"
@@ -198,6 +200,32 @@ TEST(PixelConversion, ImageWithoutTagGivesOutputWithoutTag) {
   EXPECT_EQ(grey->GetOrientation(), 180);
   EXPECT_EQ(grey->GetBytes()[0], (19562 * 10 + 38550 * 20 + 7424 * 30) >> 16);
   EXPECT_EQ(grey->GetBytes()[1], (19562 * 40 + 38550 * 50 + 7424 * 60) >> 16);
+}
+
+// The first calls from several threads at once also race to choose the kernels.
+TEST(PixelConversion, ConcurrentCallsGiveEqualResults) {
+  const int w = 301, h = 7, stride = 305;
+  std::vector<unsigned char> pixels(static_cast<size_t>(stride) * (h + (h + 1) / 2));
+  std::mt19937 random(5);
+  for (unsigned char& p : pixels) p = static_cast<unsigned char>(random());
+  const CImageData image(pixels.size(), pixels.data(), nullptr, w, h, stride, IPF_NV21);
+  std::unique_ptr<CImageData> expected(TQ_ConvertToRGB(&image));
+  ASSERT_NE(expected, nullptr);
+  std::vector<std::thread> threads;
+  std::atomic<int> mismatches{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 50; ++i) {
+        std::unique_ptr<CImageData> out(TQ_ConvertImageData(&image, i % 2));
+        if (out == nullptr ||
+            std::memcmp(out->GetBytes(), expected->GetBytes(), expected->GetBytesLength()) != 0) {
+          ++mismatches;
+        }
+      }
+    });
+  }
+  for (std::thread& t : threads) t.join();
+  EXPECT_EQ(mismatches.load(), 0);
 }
 
 struct InvalidCase {
