@@ -147,19 +147,19 @@ void BM_Rows(benchmark::State& state) {
 }
 
 // Format 6 (B, G, R) to grey.
-BENCHMARK(BM_Memcpy<IPF_RGB_888>);
-BENCHMARK(BM_Convert<IPF_RGB_888, CCUT_LUMINANCE_ONLY>);
-BENCHMARK(BM_Libyuv<IPF_RGB_888, CCUT_LUMINANCE_ONLY>);
+BENCHMARK(BM_Memcpy<IPF_RGB_888>)->Name("format_6/memcpy");
+BENCHMARK(BM_Convert<IPF_RGB_888, CCUT_LUMINANCE_ONLY>)->Name("format_6/to_grey");
+BENCHMARK(BM_Libyuv<IPF_RGB_888, CCUT_LUMINANCE_ONLY>)->Name("format_6/libyuv_RGB24ToJ400");
 // Format 7 (B, G, R, A) to grey.
-BENCHMARK(BM_Memcpy<IPF_ARGB_8888>);
-BENCHMARK(BM_Convert<IPF_ARGB_8888, CCUT_LUMINANCE_ONLY>);
-BENCHMARK(BM_Libyuv<IPF_ARGB_8888, CCUT_LUMINANCE_ONLY>);
+BENCHMARK(BM_Memcpy<IPF_ARGB_8888>)->Name("format_7/memcpy");
+BENCHMARK(BM_Convert<IPF_ARGB_8888, CCUT_LUMINANCE_ONLY>)->Name("format_7/to_grey");
+BENCHMARK(BM_Libyuv<IPF_ARGB_8888, CCUT_LUMINANCE_ONLY>)->Name("format_7/libyuv_ARGBToJ400");
 // Format 3 (NV21) to grey (its luma plane) and to full colour (format 6).
-BENCHMARK(BM_Memcpy<IPF_NV21>);
-BENCHMARK(BM_Convert<IPF_NV21, CCUT_LUMINANCE_ONLY>);
-BENCHMARK(BM_Libyuv<IPF_NV21, CCUT_LUMINANCE_ONLY>);
-BENCHMARK(BM_Convert<IPF_NV21, CCUT_FULL_COLOUR>);
-BENCHMARK(BM_Libyuv<IPF_NV21, CCUT_FULL_COLOUR>);
+BENCHMARK(BM_Memcpy<IPF_NV21>)->Name("format_3/memcpy");
+BENCHMARK(BM_Convert<IPF_NV21, CCUT_LUMINANCE_ONLY>)->Name("format_3/to_grey");
+BENCHMARK(BM_Libyuv<IPF_NV21, CCUT_LUMINANCE_ONLY>)->Name("format_3/libyuv_CopyPlane");
+BENCHMARK(BM_Convert<IPF_NV21, CCUT_FULL_COLOUR>)->Name("format_3/to_colour");
+BENCHMARK(BM_Libyuv<IPF_NV21, CCUT_FULL_COLOUR>)->Name("format_3/libyuv_NV21ToRGB24");
 
 }  // namespace
 
@@ -172,14 +172,11 @@ int main(int argc, char** argv) {
     const PixelRowKernels* k = KernelSet(set);
     if (k == nullptr) continue;
     const std::string name = k->name;
-    benchmark::RegisterBenchmark(("BM_Rows/grey_from_format_6/" + name).c_str(),
-                                 &BM_Rows<IPF_RGB_888>)
+    benchmark::RegisterBenchmark(("rows/format_6_to_grey/" + name).c_str(), &BM_Rows<IPF_RGB_888>)
         ->Arg(set);
-    benchmark::RegisterBenchmark(("BM_Rows/grey_from_format_7/" + name).c_str(),
-                                 &BM_Rows<IPF_ARGB_8888>)
+    benchmark::RegisterBenchmark(("rows/format_7_to_grey/" + name).c_str(), &BM_Rows<IPF_ARGB_8888>)
         ->Arg(set);
-    benchmark::RegisterBenchmark(("BM_Rows/colour_from_format_3/" + name).c_str(),
-                                 &BM_Rows<IPF_NV21>)
+    benchmark::RegisterBenchmark(("rows/format_3_to_colour/" + name).c_str(), &BM_Rows<IPF_NV21>)
         ->Arg(set);
   }
   benchmark::Initialize(&argc, argv);
