@@ -4,7 +4,7 @@
 // the input image's bytes throughout, so every rate compares with memcpy's.
 //
 // The public functions include allocating and freeing the output image; the
-// BM_Rows benchmarks run the row kernels of each kernel set this processor has over
+// rows/... benchmarks run the row kernels of each kernel set this processor has over
 // the frame, into a buffer allocated once.
 #include <benchmark/benchmark.h>
 #include <libyuv.h>
