@@ -1,6 +1,7 @@
 # Lists the dynamic symbols of the library and checks that
 #  - every C function named in REQUIRED is exported, unmangled, as a function;
-#  - every other strong exported symbol is part of the public surface: a C function
+#  - every other strong exported symbol is part of the public surface (thunks of
+#    classes with several bases included): a C function
 #    with a TC_/TQ_/TXP_ prefix, an entity of namespace norvane (not norvane::internal),
 #    or one of the global C++ platform helpers.
 # Weak symbols (template instantiations of the standard library) are not judged.
@@ -36,7 +37,7 @@ foreach(line IN LISTS lines)
   if(name MATCHES "norvane::internal|anonymous namespace")
     string(APPEND failures "internal symbol exported: ${name}\n")
   elseif(name MATCHES "^(TC|TQ|TXP)_[A-Za-z0-9_]+$")
-  elseif(name MATCHES "^((vtable|typeinfo|typeinfo name|VTT|construction vtable) for )?norvane::")
+  elseif(name MATCHES "^((vtable|typeinfo|typeinfo name|VTT|construction vtable) for |(non-)?virtual thunk to )?norvane::")
   elseif(name MATCHES "^(${global_helpers})$")
   elseif(name MATCHES "^(${linker_symbols})$")
   else()
