@@ -8,6 +8,8 @@
 
 #include "basic_structures/wrap_math.h"
 #include "geometry/angle_table.h"
+#include "geometry/line_equation.h"
+#include "geometry/pixelate_kernels.h"
 
 namespace norvane {
 
@@ -329,42 +331,28 @@ void TQ_LineSegmentEnhanced::StretchLength(TQ_LS_Point_Alignment alignment, floa
 
 void TQ_LineSegmentEnhanced::CalcEquation() const {
   if (std::fabs(B - FLT_MAX) >= 0.01f) return;
-  float a = static_cast<float>(WrapSub(endPoint.y, startPoint.y));
-  float b = static_cast<float>(WrapSub(startPoint.x, endPoint.x));
-  float c = static_cast<float>(endPoint.x) * static_cast<float>(startPoint.y) -
-            static_cast<float>(startPoint.x) * static_cast<float>(endPoint.y);
-  if (b != 0.0f) {
-    a /= b;
-    c /= b;
-    b = 1.0f;
-  } else if (a != 0.0f) {
-    c /= a;
-    a = 1.0f;
-  }
-  A = a;
-  B = b;
-  C = c;
-  norm = std::sqrt(a * a + b * b);
+  const internal::LineEquation e = internal::MakeLineEquation(startPoint, endPoint);
+  A = e.a;
+  B = e.b;
+  C = e.c;
+  norm = std::sqrt(A * A + B * B);
+}
+
+void TQ_LineSegmentEnhanced::GetEquation(float& a, float& b, float& c) const {
+  CalcEquation();
+  a = A;
+  b = B;
+  c = C;
 }
 
 float TQ_LineSegmentEnhanced::CalcX(int y, bool& ok) const {
-  ok = true;
   CalcEquation();
-  if (std::fabs(A) < 0.001f) {
-    ok = false;
-    return FLT_MAX;
-  }
-  return -(B * static_cast<float>(y) + C) / A;
+  return internal::CrossingX({A, B, C}, y, ok);
 }
 
 float TQ_LineSegmentEnhanced::CalcY(int x, bool& ok) const {
-  ok = true;
   CalcEquation();
-  if (std::fabs(B) < 0.001f) {
-    ok = false;
-    return FLT_MAX;
-  }
-  return -(A * static_cast<float>(x) + C) / B;
+  return internal::CrossingY({A, B, C}, x, ok);
 }
 
 float TQ_LineSegmentEnhanced::CalcX(int y) const {
@@ -527,95 +515,12 @@ void TQ_LineSegmentEnhanced::Pixelate(std::vector<Point>& out, TQ_Pixelate_Mode 
 }
 
 void TQ_LineSegmentEnhanced::PixelateFourConnected(std::vector<Point>& out) const {
-  const int dx = WrapSub(endPoint.x, startPoint.x);
-  const int dy = WrapSub(endPoint.y, startPoint.y);
-  const uint32_t adx = AbsU(dx);
-  const uint32_t ady = AbsU(dy);
-  out.reserve(out.size() + (adx > ady ? adx : ady) + 1);
-  out.push_back(startPoint);
-  // The major axis steps one pixel at a time; the minor coordinate follows the
-  // rounded true line, and a corner pixel joins every change of it.
-  const bool xMajor = adx > ady;
-  const int major = xMajor ? dx : dy;
-  const int minor = xMajor ? dy : dx;
-  const uint32_t count = xMajor ? adx : ady;
-  if (count == 0) return;
-  const int majorStart = xMajor ? startPoint.x : startPoint.y;
-  const int minorStart = xMajor ? startPoint.y : startPoint.x;
-  const int s = major < 1 ? -1 : 1;
-  const float k = static_cast<float>(s) * static_cast<float>(minor) / static_cast<float>(major);
-  const float minorStartF = static_cast<float>(minorStart);
-  auto emit = [&](int majorCoord, int minorCoord) {
-    out.push_back(xMajor ? Point(majorCoord, minorCoord) : Point(minorCoord, majorCoord));
-  };
-  int previous = TruncToInt(minorStartF + 0.5);
-  for (uint32_t i = 1; i <= count; ++i) {
-    const int current = TruncToInt(minorStartF + static_cast<float>(i) * k + 0.5);
-    const int majorHere = WrapAdd(majorStart, static_cast<int>(static_cast<uint32_t>(s) * i));
-    const int majorBefore =
-        WrapAdd(majorStart, static_cast<int>(static_cast<uint32_t>(s) * (i - 1)));
-    if (current != previous) {
-      const double mid = (static_cast<double>(current) + previous) * 0.5;
-      const double e = minorStart + (i - 0.5) * k;
-      bool nextMajor;  // the corner sits at the new major coordinate and the old minor
-      if (minor >= 1) {
-        nextMajor = e < mid;
-      } else {
-        nextMajor = minor != 0 && e > mid;
-      }
-      if (nextMajor) {
-        emit(majorHere, previous);
-      } else {
-        emit(majorBefore, current);
-      }
-    }
-    emit(majorHere, current);
-    previous = current;
-  }
+  internal::PixelateFourConnectedFast(startPoint, endPoint, out);
 }
 
 void TQ_LineSegmentEnhanced::PixelateBresenham(std::vector<Point>& out, int step,
                                                int maxCount) const {
-  if (step < 1) return;
-  const int dx = WrapSub(endPoint.x, startPoint.x);
-  const int dy = WrapSub(endPoint.y, startPoint.y);
-  const int sx = endPoint.x > startPoint.x ? 1 : -1;
-  const int sy = endPoint.y > startPoint.y ? 1 : -1;
-  const int64_t adx = AbsU(dx);
-  const int64_t ady = AbsU(dy);
-  const bool yMajor = adx < ady;
-  const int64_t major = yMajor ? ady : adx;
-  const int64_t minor = yMajor ? adx : ady;
-  out.reserve(out.size() + static_cast<size_t>(major) + 1);
-  int64_t err = 2 * minor - major;
-  Point current = startPoint;
-  const int64_t samples = major / step;
-  const bool limited = maxCount != -1;
-  const size_t limit = maxCount < 0 ? 0 : static_cast<size_t>(maxCount);
-  for (int64_t k = 0; k <= samples; ++k) {
-    out.push_back(current);
-    if (limited && out.size() >= limit) return;
-    // The walk after the last sample would only be thrown away.
-    if (k == samples) break;
-    for (int i = 0; i < step; ++i) {
-      if (err > 0) {
-        if (yMajor) {
-          current.x = WrapAdd(current.x, sx);
-        } else {
-          current.y = WrapAdd(current.y, sy);
-        }
-        err -= 2 * major;
-      }
-      if (yMajor) {
-        current.y = WrapAdd(current.y, sy);
-      } else {
-        current.x = WrapAdd(current.x, sx);
-      }
-      err += 2 * minor;
-    }
-  }
-  if (limited && out.size() >= limit) return;
-  if (!(out.back() == endPoint)) out.push_back(endPoint);
+  internal::PixelateBresenhamFast(startPoint, endPoint, step, maxCount, out);
 }
 
 template bool TQ_LineSegmentEnhanced::CalcIntersectionOfTwoLines<int>(const TQ_LineSegment&,

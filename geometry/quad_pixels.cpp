@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "basic_structures/wrap_math.h"
+#include "geometry/line_equation.h"
 #include "norvane/geometry/quad.h"
 
 namespace norvane {
@@ -18,8 +19,8 @@ using internal::TruncToInt;
 namespace {
 
 struct EdgeExtent {
-  const TQ_LineSegmentEnhanced* edge;
-  int64_t lo;  // extent along the scan axis
+  internal::LineEquation line;  // the edge's own (cached) equation
+  int64_t lo;                   // extent along the scan axis
   int64_t hi;
   int64_t crossLo;  // extent along the other axis
   int64_t crossHi;
@@ -40,9 +41,11 @@ struct Crossings {
   }
 };
 
+// The edge's CalcX (row scan) or CalcY (column scan) at the scan coordinate.
 inline float CrossingAt(const EdgeExtent& e, bool rowScan, int64_t at, bool& ok) {
   const int coordinate = static_cast<int>(at);
-  return rowScan ? e.edge->CalcX(coordinate, ok) : e.edge->CalcY(coordinate, ok);
+  return rowScan ? internal::CrossingX(e.line, coordinate, ok)
+                 : internal::CrossingY(e.line, coordinate, ok);
 }
 
 }  // namespace
@@ -73,8 +76,12 @@ int TQ_Quad::GetAllPixels(std::vector<Point>& out, TQ_Pixelate_Mode mode, int sh
     const int64_t sb = rowScan ? b.y : b.x;
     const int64_t ca = rowScan ? a.x : a.y;
     const int64_t cb = rowScan ? b.x : b.y;
-    extents[edgeCount++] = {&edges[i], sa < sb ? sa : sb, sa < sb ? sb : sa, ca < cb ? ca : cb,
-                            ca < cb ? cb : ca};
+    EdgeExtent& e = extents[edgeCount++];
+    edges[i].GetEquation(e.line.a, e.line.b, e.line.c);
+    e.lo = sa < sb ? sa : sb;
+    e.hi = sa < sb ? sb : sa;
+    e.crossLo = ca < cb ? ca : cb;
+    e.crossHi = ca < cb ? cb : ca;
   }
   if (edgeCount == 0) {
     out.push_back(Point(vertices[0].x >> shift, vertices[0].y >> shift));
@@ -85,23 +92,19 @@ int TQ_Quad::GetAllPixels(std::vector<Point>& out, TQ_Pixelate_Mode mode, int sh
   auto emit = [&](int64_t value, int64_t line) {
     const int v = static_cast<int>(value >> shift);
     const int l = static_cast<int>(line >> shift);
-    out.push_back(rowScan ? Point(v, l) : Point(l, v));
+    if (rowScan) {
+      out.emplace_back(v, l);
+    } else {
+      out.emplace_back(l, v);
+    }
   };
   // Appends the run first..last (already in grid units) on scan line `line`.
   auto emitRun = [&](int first, int last, int64_t line) {
-    if (last < first) return;
     const int l = static_cast<int>(line >> shift);
-    const size_t base = out.size();
-    out.resize(base + (static_cast<size_t>(static_cast<int64_t>(last) - first) + 1));
-    Point* p = out.data() + base;
-    for (int64_t v = first; v <= last; ++v, ++p) {
-      if (rowScan) {
-        p->x = static_cast<int>(v);
-        p->y = l;
-      } else {
-        p->x = l;
-        p->y = static_cast<int>(v);
-      }
+    if (rowScan) {
+      for (int64_t v = first; v <= last; ++v) out.emplace_back(static_cast<int>(v), l);
+    } else {
+      for (int64_t v = first; v <= last; ++v) out.emplace_back(l, static_cast<int>(v));
     }
   };
 

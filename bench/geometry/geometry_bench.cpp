@@ -51,7 +51,7 @@ void BM_VectorFillSameCount(benchmark::State& state) {
     out.clear();
     int x = 0, y = 0;
     for (size_t i = 0; i < count; ++i) {
-      out.push_back(Pt(x, y));
+      out.emplace_back(x, y);
       if (++x == width) x = 0, ++y;
     }
     benchmark::DoNotOptimize(out.data());
@@ -108,7 +108,7 @@ void BM_VectorFillSegmentCount(benchmark::State& state) {
   for (auto _ : state) {
     out.clear();
     for (size_t i = 0; i < count; ++i)
-      out.push_back(Pt(static_cast<int>(i), static_cast<int>(i >> 1)));
+      out.emplace_back(static_cast<int>(i), static_cast<int>(i >> 1));
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }

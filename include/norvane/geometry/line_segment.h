@@ -115,6 +115,8 @@ class NORVANE_API TQ_LineSegmentEnhanced : public TQ_LineSegment {
                      TQ_LS_Length_Transform_Mode mode);
 
   void CalcEquation() const;
+  // The cached normalised equation a x + b y + c = 0 (computed if needed).
+  void GetEquation(float& a, float& b, float& c) const;
   // The line's x at y (y at x); FLT_MAX when the line is parallel to that axis.
   float CalcX(int y) const;
   float CalcY(int x) const;
