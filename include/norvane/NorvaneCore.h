@@ -46,4 +46,16 @@
 #include "norvane/task_runtime/task_setting.h"
 #include "norvane/task_runtime/task_types.h"
 
+// Geometry: value types, transforms, segments and the working quadrilateral.
+#include "norvane/basic_structures/contour.h"
+#include "norvane/basic_structures/geometry_c.h"
+#include "norvane/basic_structures/line_segment.h"
+#include "norvane/basic_structures/point.h"
+#include "norvane/basic_structures/quadrilateral.h"
+#include "norvane/basic_structures/transform_matrix.h"
+#include "norvane/basic_structures/vector4.h"
+#include "norvane/geometry/line_segment.h"
+#include "norvane/geometry/math_utils.h"
+#include "norvane/geometry/quad.h"
+
 #endif  // NORVANE_NORVANECORE_H_
