@@ -73,15 +73,7 @@ CImageData::CImageData()
 
 CImageData::CImageData(unsigned long long length, const unsigned char* source, int w, int h,
                        int s, ImagePixelFormat f, int o, const CImageTag* t)
-    : bytesLength(length),
-      bytes(nullptr),
-      width(w),
-      height(h),
-      stride(s),
-      format(f),
-      orientation(o),
-      tag(t != nullptr ? t->Clone() : nullptr),
-      deleter(nullptr) {
+    : CImageData(length, nullptr, nullptr, w, h, s, f, o, t) {
   if (source != nullptr) {
     // A length the address space cannot hold is an allocation failure, not a cut.
     if (length > static_cast<unsigned long long>(SIZE_MAX)) throw std::bad_alloc();

@@ -21,3 +21,8 @@ if(NORVANE_SANITIZE)
   endif()
   add_link_options(${_san})
 endif()
+
+if(NORVANE_FUZZ)
+  # Coverage feedback for libFuzzer in every object; the fuzz targets add the driver.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -12,6 +12,7 @@ BASE_PKGS=(
   libjsoncpp-dev                    # the library's one dependency
   libgtest-dev libgmock-dev         # tests
   libbenchmark-dev                  # benchmarks
+  libspdlog-dev                     # benchmarks only: the log benchmark's baseline
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf

@@ -12,12 +12,24 @@
 #include "norvane/core/mutex.h"
 #include "norvane/core/object_base.h"
 #include "norvane/core/platform.h"
+#include "norvane/core/safe_string.h"
 #include "norvane/core/sync_object.h"
+#include "norvane/core/tq_vector.h"
+
+// Logging, configuration and module loading.
+#include "norvane/log/ini_io.h"
+#include "norvane/log/log.h"
+#include "norvane/log/module_loader.h"
+#include "norvane/log/path_helper.h"
 
 // Image data.
 #include "norvane/basic_structures/image_data.h"
 #include "norvane/basic_structures/pixel_conversion.h"
+#include "norvane/basic_structures/tq_hashed_image_data.h"
 #include "norvane/basic_structures/tq_image_data.h"
+
+// Image sources.
+#include "norvane/basic_structures/image_source_adapter.h"
 
 // Captured results.
 #include "norvane/basic_structures/captured_result_item.h"

@@ -5,6 +5,7 @@
 
 #include "norvane/core/error_codes.h"
 #include "norvane/basic_structures/image_data_c.h"
+#include "norvane/basic_structures/image_source_adapter_c.h"
 #include "norvane/basic_structures/pixel_conversion.h"
 
 #endif /* NORVANE_NORVANECOREC_H_ */

@@ -2,6 +2,7 @@
 // platform; the fixed sizes and offsets are those of the 32-bit ARM target.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 
 #include "norvane/NorvaneCore.h"
@@ -32,6 +33,15 @@ static_assert(sizeof(CImageData) == sizeof(void*) + 8 + sizeof(void*) + 5 * 4 + 
 static_assert(sizeof(CVideoFrameTag) == sizeof(void*) + 4 + 4 + 4 + 1 + sizeof(void*) + 4 + 4, "");
 static_assert(sizeof(TXP_Rect) == sizeof(CRect), "the C rectangle mirrors CRect");
 
+// The image-source adapter: a virtual table, its inner object and its listener.
+static_assert(sizeof(norvane::basic_structures::CImageSourceAdapter) == 3 * sizeof(void*), "");
+// The C adapter handle: a reserved word, then the adapter.
+static_assert(offsetof(TXP_ImageSourceAdapterHandle, adapter) == 4, "");
+static_assert(sizeof(TXP_ImageSourceAdapterHandle) == 4 + sizeof(void*), "");
+#if defined(__arm__)
+static_assert(sizeof(TXP_ImageSourceAdapterHandle) == 8, "");
+#endif
+
 #if defined(__arm__)
 static_assert(sizeof(void*) == 4, "the ARM target is 32-bit");
 #if !defined(__ARM_PCS_VFP)
@@ -53,6 +63,31 @@ TEST(Layout, CountedHoldersArePlainPointers) {
   EXPECT_EQ(raw[0], refs[0].get());
   EXPECT_EQ(raw[1], nullptr);
   EXPECT_EQ(raw[2], refs[2].get());
+}
+
+// The log, its INI reader and the module loader are derived from and embedded by
+// sibling modules: their sizes on the target follow from the field lists.
+TEST(Layout, LogAndLoaderObjects) {
+  static_assert(sizeof(LogMode) == sizeof(int), "LogMode is stored as an int");
+  static_assert(sizeof(std::atomic<int>) == sizeof(int), "atomic fields keep the int layout");
+#if defined(__arm__)
+  static_assert(sizeof(SyncObject) == 24, "a pthread mutex");
+  // vptr, path, section map.
+  static_assert(sizeof(INI_IO) == 4 + 24 + 24, "INI_IO layout");
+  // vptr, SyncObject, library and executable directories, module map.
+  static_assert(sizeof(TQModuleLoaderBase) == 4 + 24 + 24 + 24 + 24, "loader layout");
+  static_assert(sizeof(TQModuleLoaderBaseAuto) == sizeof(TQModuleLoaderBase), "no own fields");
+  // SyncObject, five strings, four ints, deque, vector (212 bytes), 4 bytes of padding
+  // before the 8-aligned Json::Value (24), the image name.
+  static_assert(sizeof(Json::Value) == 24 && alignof(Json::Value) == 8, "JsonCpp's value");
+  static_assert(sizeof(TQLog) == 24 + 5 * 24 + 4 * 4 + 40 + 12 + 4 + 24 + 24, "TQLog layout");
+  static_assert(sizeof(TQSafeString) == 24, "one std::string");
+#endif
+  EXPECT_EQ(PT_FILE, 0);
+  EXPECT_EQ(PT_DIRECTORY, 1);
+  EXPECT_EQ(PT_OTHER, 2);
+  EXPECT_EQ(PT_NOT_FOUND, 3);
+  EXPECT_EQ(LOG_MODE_IMAGE | LOG_MODE_TEXT, 3);
 }
 
 }  // namespace

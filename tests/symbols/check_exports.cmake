@@ -3,7 +3,8 @@
 #  - every other strong exported symbol is part of the public surface: a C function
 #    with a TC_/TQ_/TXP_ prefix, an entity of namespace norvane (not norvane::internal),
 #    or one of the global C++ platform helpers.
-# Weak symbols (template instantiations of the standard library) are not judged.
+# Weak symbols (template instantiations of the standard library) and sanitizer
+# instrumentation symbols are not judged.
 execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
   OUTPUT_VARIABLE raw RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
@@ -31,6 +32,10 @@ foreach(line IN LISTS lines)
   set(kind ${CMAKE_MATCH_1})
   set(name "${CMAKE_MATCH_2}")
   if(kind MATCHES "^[WVu]$")
+    continue()
+  endif()
+  # AddressSanitizer adds an ODR indicator beside each exported global variable.
+  if(name MATCHES "^__odr_asan[._]")
     continue()
   endif()
   if(name MATCHES "norvane::internal|anonymous namespace")

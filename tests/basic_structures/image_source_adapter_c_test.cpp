@@ -1,0 +1,152 @@
+#include "norvane/basic_structures/image_source_adapter_c.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "basic_structures/callback_image_source_adapter.h"
+#include "norvane/core/error_codes.h"
+
+namespace norvane {
+namespace basic_structures {
+namespace {
+
+using internal::CallbackImageSourceAdapter;
+
+class CountingAdapter : public CImageSourceAdapter {
+ public:
+  bool HasNextImageToFetch() const override { return true; }
+  void StartFetching() override {
+    ++starts;
+    CImageSourceAdapter::StartFetching();
+  }
+  int starts = 0;
+};
+
+TEST(ImageSourceAdapterC, TagRecordsConvertBothWaysWithoutLoss) {
+  const TXP_Rect crop = {-3, 4, 500, 600};
+  TXP_ImageTag records[3] = {};
+  records[0].type = 0;
+  records[0].imageId = 77;
+  records[0].imageCaptureDistanceMode = 2;
+  records[0].filePath = "dir/scan 1.tif";
+  records[0].pageNumber = 3;
+  records[0].totalPages = 9;
+  records[1].type = 1;
+  records[1].imageId = -5;
+  records[1].imageCaptureDistanceMode = 1;
+  records[1].videoFrameQuality = 2;
+  records[1].isCropped = 1;
+  records[1].cropRegion = &crop;
+  records[1].originalWidth = 1920;
+  records[1].originalHeight = 1080;
+  records[2] = records[1];
+  records[2].cropRegion = nullptr;  // a cropped frame without a rectangle stays so
+  records[2].isCropped = 0;
+  for (const TXP_ImageTag& in : records) {
+    std::unique_ptr<CImageTag> tag(internal::TagFromRecord(&in));
+    ASSERT_NE(tag, nullptr);
+    TXP_ImageTag out;
+    TXP_Rect outCrop;
+    internal::TagToRecord(*tag, &out, &outCrop);
+    EXPECT_EQ(out.type, in.type);
+    EXPECT_EQ(out.imageId, in.imageId);
+    EXPECT_EQ(out.imageCaptureDistanceMode, in.imageCaptureDistanceMode);
+    if (in.type == 0) {
+      const char* path = in.filePath;  // a packed member cannot be bound to a reference
+      EXPECT_STREQ(out.filePath, path);
+      EXPECT_EQ(out.pageNumber, in.pageNumber);
+      EXPECT_EQ(out.totalPages, in.totalPages);
+    } else {
+      EXPECT_EQ(out.videoFrameQuality, in.videoFrameQuality);
+      EXPECT_EQ(out.isCropped, in.isCropped);
+      ASSERT_EQ(out.cropRegion == nullptr, in.cropRegion == nullptr);
+      if (in.cropRegion != nullptr) {
+        EXPECT_EQ(std::memcmp(out.cropRegion, in.cropRegion, 16), 0);
+      }
+      EXPECT_EQ(out.originalWidth, in.originalWidth);
+      EXPECT_EQ(out.originalHeight, in.originalHeight);
+    }
+  }
+  TXP_ImageTag unknown = {};
+  unknown.type = 2;
+  EXPECT_EQ(internal::TagFromRecord(&unknown), nullptr);
+  EXPECT_EQ(internal::TagFromRecord(nullptr), nullptr);
+}
+
+TEST(ImageSourceAdapterC, DelegateReceivesForwardedCalls) {
+  TXP_ImageSourceAdapterHandle* handle =
+      TXP_ISA_CreateBaseImageSourceAdapter([](void*) { return false; }, nullptr);
+  ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(handle->reserved, 0);
+  TXP_ImageSourceAdapter* adapter = handle->adapter;
+  CountingAdapter delegate;
+  reinterpret_cast<CallbackImageSourceAdapter*>(adapter)->SetDelegate(&delegate);
+
+  EXPECT_TRUE(TXP_ISA_HasNextImageToFetch(adapter));  // the delegate's answer
+  EXPECT_EQ(TXP_ISA_StartFetching(adapter), 0);
+  EXPECT_EQ(TXP_ISA_NativeStartFetching(adapter), 0);
+  EXPECT_EQ(delegate.starts, 2);
+  EXPECT_EQ(TXP_ISA_SetMaxImageCount(adapter, 4), 0);
+  EXPECT_EQ(delegate.GetMaxImageCount(), 4);
+  EXPECT_EQ(TXP_ISA_GetMaxImageCount(adapter), 4);
+
+  // Mode and colour usage stay with the adapter itself.
+  EXPECT_EQ(TXP_ISA_SetBufferOverflowProtectionMode(adapter, 0), 0);
+  EXPECT_EQ(delegate.GetBufferOverflowProtectionMode(), BOPM_APPEND);
+  EXPECT_EQ(TXP_ISA_GetBufferOverflowProtectionMode(adapter), 0);
+
+  const unsigned char pixels[4] = {9, 8, 7, 6};
+  CFileImageTag tag("f", 0, 1);
+  tag.SetImageId(12);
+  delegate.AddImageToBuffer(new CImageData(4, pixels, 2, 2, 2, IPF_GRAYSCALE, 0, &tag), false);
+  EXPECT_TRUE(TXP_ISA_HasImage(adapter, 12));
+  EXPECT_EQ(TXP_ISA_GetImageCount(adapter), 1);
+  EXPECT_FALSE(TXP_ISA_IsBufferEmpty(adapter));
+  TXP_ImageData* record = TXP_ISA_NativeGetImage(adapter);
+  ASSERT_NE(record, nullptr);
+  EXPECT_EQ(std::memcmp(record->bytes, pixels, 4), 0);
+  EXPECT_EQ(record->tag->imageId, 12);
+  EXPECT_STREQ(record->tag->filePath, "f");
+  record->release(record, record->userData);
+  EXPECT_TRUE(delegate.IsBufferEmpty());
+
+  TXP_ISA_DestroyBaseImageSourceAdapter(handle);  // the delegate is not owned
+  EXPECT_EQ(delegate.GetMaxImageCount(), 4);
+}
+
+int g_lastError = 0;
+std::string g_lastMessage;
+
+TEST(ImageSourceAdapterC, ErrorListenerForwardsToItsCallback) {
+  TXP_ImageSourceErrorListener* listener =
+      TXP_IEL_CreateImageSourceErrorListener([](int code, const char* message) {
+        g_lastError = code;
+        g_lastMessage = message;
+      });
+  TXP_ImageSourceAdapterHandle* handle =
+      TXP_ISA_CreateBaseImageSourceAdapter([](void*) { return true; }, nullptr);
+  TXP_ISA_SetErrorListener(handle->adapter, nullptr);  // ignored
+  TXP_ISA_SetErrorListener(handle->adapter, listener);
+  CImageSourceErrorListener* held =
+      reinterpret_cast<CImageSourceAdapter*>(handle->adapter)->GetErrorListener();
+  ASSERT_NE(held, nullptr);
+  held->OnErrorReceived(EC_TIMEOUT, "Operation timeout.");
+  EXPECT_EQ(g_lastError, EC_TIMEOUT);
+  EXPECT_EQ(g_lastMessage, "Operation timeout.");
+  TXP_ISA_DestroyBaseImageSourceAdapter(handle);
+  TXP_IEL_DestroyImageSourceErrorListener(listener);
+  TXP_IEL_DestroyImageSourceErrorListener(nullptr);
+  TXP_ISA_DestroyBaseImageSourceAdapter(nullptr);
+
+  // A listener without a callback swallows errors.
+  TXP_ImageSourceErrorListener* mute = TXP_IEL_CreateImageSourceErrorListener(nullptr);
+  reinterpret_cast<CImageSourceErrorListener*>(mute)->OnErrorReceived(-1, "");
+  TXP_IEL_DestroyImageSourceErrorListener(mute);
+}
+
+}  // namespace
+}  // namespace basic_structures
+}  // namespace norvane

@@ -1,0 +1,188 @@
+#include "norvane/log/ini_io.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "log/temp_dir.h"
+
+namespace norvane {
+namespace {
+
+using testing_util::TempDir;
+using testing_util::WriteFile;
+using Entries = std::vector<std::pair<std::string, std::string>>;
+
+INI_IO LoadText(const TempDir& dir, const std::string& text) {
+  WriteFile(dir / "config.ini", text);
+  INI_IO ini;
+  EXPECT_TRUE(ini.Load(dir / "config.ini"));
+  return ini;
+}
+
+TEST(IniIo, ReadsFilesAsUsersWriteThem) {
+  TempDir dir;
+  INI_IO ini = LoadText(dir,
+                        "Level = 7\r\n"  // before any section: the section named ""
+                        "; a comment = not a key\r\n"
+                        "\r\n"
+                        "   \t\r\n"
+                        "[BARCODECONFIG]\r\n"
+                        "  Path   =   /var/log/norvane/  \r\n"
+                        "Level=3\r\n"
+                        "# hash = is a key\n"
+                        "NoEquals\n"
+                        "Inner = a b  c = d\n"
+                        "Empty =\n"
+                        "= orphan\n"
+                        "[Other]\n"
+                        "Level = 1\n"
+                        "[ BARCODECONFIG ] trailing text\n"  // reopens the section
+                        "Level = 9\n"                        // last one wins
+                        "[Unclosed\n"
+                        "k=v\n"
+                        "[]\n"
+                        "x = y");  // no final newline
+
+  EXPECT_EQ(ini.GetInt("", "Level", -1), 7);
+  EXPECT_EQ(ini.GetString("", "x", "-"), "y");
+  EXPECT_EQ(ini.GetInt("BARCODECONFIG", "Level", -1), 9);
+  EXPECT_EQ(ini.GetString("BARCODECONFIG", "Path", ""), "/var/log/norvane/");
+  EXPECT_EQ(ini.GetInt("Other", "Level", -1), 1);
+  EXPECT_EQ(ini.GetString("Unclosed", "k", ""), "v");
+  EXPECT_EQ(ini.GetSectionEntries("BARCODECONFIG"), (Entries{{"", "orphan"},
+                                                             {"# hash", "is a key"},
+                                                             {"Empty", ""},
+                                                             {"Inner", "a b  c = d"},
+                                                             {"Level", "9"},
+                                                             {"NoEquals", ""},
+                                                             {"Path", "/var/log/norvane/"}}));
+  EXPECT_TRUE(ini.GetSectionEntries("; a comment").empty());
+  EXPECT_TRUE(ini.GetSectionEntries("Missing").empty());
+  EXPECT_EQ(ini.GetString("BARCODECONFIG", "Missing", "fallback"), "fallback");
+  EXPECT_EQ(ini.GetString("Missing", "Level", "fallback"), "fallback");
+}
+
+TEST(IniIo, TypedGettersUseDefaultsOnlyForAbsentKeys) {
+  TempDir dir;
+  INI_IO ini = LoadText(dir,
+                        "[s]\n"
+                        "abc = abc\n"
+                        "num = 42\n"
+                        "neg = -17\n"
+                        "lead = 12abc\n"
+                        "huge = 99999999999999999999\n"
+                        "real = 2.5e3\n"
+                        "empty =\n"
+                        "t1 = true\n"
+                        "t2 = TRUE\n"
+                        "t3 = yes\n"
+                        "t4 = 1\n"
+                        "t5 = false\n"
+                        "t6 = -3\n"
+                        "t7 = 0\n");
+  EXPECT_EQ(ini.GetInt("s", "abc", 5), 0);  // present but not a number: 0, not the default
+  EXPECT_EQ(ini.GetInt("s", "empty", 5), 0);
+  EXPECT_EQ(ini.GetInt("s", "num", 5), 42);
+  EXPECT_EQ(ini.GetInt("s", "neg", 5), -17);
+  EXPECT_EQ(ini.GetInt("s", "lead", 5), 12);
+  EXPECT_EQ(ini.GetInt("s", "huge", 5), 0);  // out of range fails the read
+  EXPECT_EQ(ini.GetInt("s", "real", 5), 2);
+  EXPECT_EQ(ini.GetInt("s", "missing", 5), 5);
+  EXPECT_EQ(ini.GetInt("nosection", "num", 5), 5);
+
+  EXPECT_DOUBLE_EQ(ini.GetDouble("s", "real", 1.5), 2500.0);
+  EXPECT_DOUBLE_EQ(ini.GetDouble("s", "abc", 1.5), 0.0);
+  EXPECT_DOUBLE_EQ(ini.GetDouble("s", "missing", 1.5), 1.5);
+
+  EXPECT_TRUE(ini.GetBool("s", "t1", false));
+  EXPECT_FALSE(ini.GetBool("s", "t2", true));
+  EXPECT_FALSE(ini.GetBool("s", "t3", true));
+  EXPECT_TRUE(ini.GetBool("s", "t4", false));
+  EXPECT_FALSE(ini.GetBool("s", "t5", true));
+  EXPECT_TRUE(ini.GetBool("s", "t6", false));
+  EXPECT_FALSE(ini.GetBool("s", "t7", true));
+  EXPECT_TRUE(ini.GetBool("s", "missing", true));
+  EXPECT_FALSE(ini.GetBool("s", "missing", false));
+}
+
+TEST(IniIo, LongLinesBinaryBytesAndMissingFiles) {
+  TempDir dir;
+  const std::string longValue(5000, 'v');
+  const std::string longComment = ";" + std::string(4999, 'c') + "=x";
+  const std::string longKey(3000, 'k');
+  INI_IO ini = LoadText(dir, "[s]\n" + longComment + "\nbig = " + longValue + "\n" + longKey +
+                                 " = 1\nafter = 2\n" + std::string("nul = a\0b", 9) + "\n");
+  EXPECT_EQ(ini.GetString("s", "big", ""), longValue);
+  EXPECT_EQ(ini.GetInt("s", longKey, 0), 1);
+  EXPECT_EQ(ini.GetInt("s", "after", 0), 2);
+  EXPECT_EQ(ini.GetString("s", "nul", ""), "a");  // a line is text: NUL ends it
+  // The comment stays one comment however long it is.
+  EXPECT_EQ(ini.GetSectionEntries("s").size(), 4u);
+
+  INI_IO missing;
+  EXPECT_FALSE(missing.Load(dir / "does-not-exist.ini"));
+  EXPECT_EQ(missing.GetPath(), dir / "does-not-exist.ini");
+  EXPECT_EQ(missing.GetInt("BARCODECONFIG", "Level", 3), 3);
+  EXPECT_TRUE(missing.GetSectionEntries("").empty());
+
+  INI_IO empty = LoadText(dir, "");
+  EXPECT_TRUE(empty.GetSectionEntries("").empty());
+}
+
+// Random files written the way people write them (padding, CRLF, comments, repeated
+// sections and keys) against a model that records what each line means.
+TEST(IniIo, MatchesModelOnRandomFiles) {
+  std::mt19937 rng(20240501);
+  const std::vector<std::string> sections = {"", "A", "B", "BARCODECONFIG", "x y"};
+  const std::vector<std::string> keys = {"Level", "Mode", "Path", "k", "two words"};
+  const std::vector<std::string> pads = {"", " ", "\t", "  \t "};
+  const std::vector<std::string> values = {"", "1", "-5", "a b", "x=y", "/tmp/", "; not comment"};
+  auto pick = [&](const std::vector<std::string>& from) {
+    return from[std::uniform_int_distribution<size_t>(0, from.size() - 1)(rng)];
+  };
+  TempDir dir;
+  for (int round = 0; round < 200; ++round) {
+    std::map<std::string, std::map<std::string, std::string>> model;
+    std::string current;
+    std::string text;
+    int lines = std::uniform_int_distribution<int>(0, 30)(rng);
+    for (int i = 0; i < lines; ++i) {
+      std::string line;
+      switch (std::uniform_int_distribution<int>(0, 5)(rng)) {
+        case 0:
+          current = pick(sections);
+          model[current];
+          line = pick(pads) + "[" + pick(pads) + current + pick(pads) + "]" + pick(pads);
+          break;
+        case 1:
+          line = pick(pads) + ";" + pick(keys) + "=" + pick(values);
+          break;
+        case 2:
+          line = pick(pads);
+          break;
+        default: {
+          std::string key = pick(keys);
+          std::string value = pick(values);
+          model[current][key] = value;
+          line = pick(pads) + key + pick(pads) + "=" + pick(pads) + value + pick(pads);
+        }
+      }
+      text += line + (rng() % 2 ? "\r\n" : "\n");
+    }
+    INI_IO ini = LoadText(dir, text);
+    for (const std::string& section : sections) {
+      const auto& expected = model[section];
+      EXPECT_EQ(ini.GetSectionEntries(section), Entries(expected.begin(), expected.end()))
+          << "section [" << section << "] of:\n"
+          << text;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace norvane

@@ -1,0 +1,201 @@
+#include "norvane/log/path_helper.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "log/temp_dir.h"
+
+namespace norvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing_util::TempDir;
+using testing_util::WriteFile;
+
+TEST(PathHelper, JudgePathTypeTestsTheModeBitsOneByOne) {
+  TempDir dir;
+  WriteFile(dir / "file", "x");
+  fs::create_directory(dir / "sub");
+  fs::create_symlink(dir / "sub", dir / "link-to-dir");
+  fs::create_symlink(dir / "gone", dir / "dangling");
+  ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
+
+  EXPECT_EQ(PathHelper::JudgePathType((dir / "file").c_str()), PT_FILE);
+  EXPECT_EQ(PathHelper::JudgePathType(dir.path().c_str()), PT_DIRECTORY);
+  EXPECT_EQ(PathHelper::JudgePathType((dir / "link-to-dir").c_str()), PT_DIRECTORY);
+  EXPECT_EQ(PathHelper::JudgePathType((dir / "dangling").c_str()), PT_NOT_FOUND);
+  EXPECT_EQ(PathHelper::JudgePathType((dir / "missing").c_str()), PT_NOT_FOUND);
+  EXPECT_EQ(PathHelper::JudgePathType(""), PT_NOT_FOUND);
+  EXPECT_EQ(PathHelper::JudgePathType(nullptr), PT_OTHER);
+  EXPECT_EQ(PathHelper::JudgePathType((dir / "fifo").c_str()), PT_OTHER);
+  EXPECT_EQ(PathHelper::JudgePathType("/dev/null"), PT_OTHER);  // character device
+  // A failure other than "does not exist".
+  EXPECT_EQ(PathHelper::JudgePathType((dir / "file/child").c_str()), PT_OTHER);
+
+  // A socket's mode carries bit 0x4000, so it answers "directory".
+  std::string socketPath = dir / "sock";
+  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_GE(fd, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(socketPath.size(), sizeof(address.sun_path));
+  socketPath.copy(address.sun_path, socketPath.size());
+  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  EXPECT_EQ(PathHelper::JudgePathType(socketPath.c_str()), PT_DIRECTORY);
+  close(fd);
+}
+
+TEST(PathHelper, IsPDFFileNeedsAllFourMagicBytes) {
+  TempDir dir;
+  WriteFile(dir / "short", "%PD");
+  WriteFile(dir / "pdf", "%PDF-1.7\n...");
+  WriteFile(dir / "exact", "%PDF");
+  WriteFile(dir / "other", "%PDX-1.7");
+  WriteFile(dir / "empty", "");
+  EXPECT_FALSE(PathHelper::IsPDFFile((dir / "short").c_str()));
+  EXPECT_TRUE(PathHelper::IsPDFFile((dir / "pdf").c_str()));
+  EXPECT_TRUE(PathHelper::IsPDFFile((dir / "exact").c_str()));
+  EXPECT_FALSE(PathHelper::IsPDFFile((dir / "other").c_str()));
+  EXPECT_FALSE(PathHelper::IsPDFFile((dir / "empty").c_str()));
+  EXPECT_FALSE(PathHelper::IsPDFFile((dir / "missing").c_str()));
+  EXPECT_FALSE(PathHelper::IsPDFFile(static_cast<const char*>(nullptr)));
+
+  const unsigned char buffer[] = {'%', 'P', 'D', 'F', '-', '1', '.', '7'};
+  EXPECT_TRUE(PathHelper::IsPDFFile(buffer, 4));
+  EXPECT_TRUE(PathHelper::IsPDFFile(buffer, 8));
+  EXPECT_FALSE(PathHelper::IsPDFFile(buffer, 3));
+  EXPECT_FALSE(PathHelper::IsPDFFile(buffer, -1));
+  EXPECT_FALSE(PathHelper::IsPDFFile(static_cast<const unsigned char*>(nullptr), 8));
+  EXPECT_FALSE(PathHelper::IsPDFFile(buffer + 1, 4));
+}
+
+TEST(PathHelper, FixedAndDerivedPaths) {
+  std::string out = "old";
+  EXPECT_TRUE(PathHelper::GetINIPath("NorvaneLogConfig.ini", "/opt/lib/libX.so", out));
+  EXPECT_EQ(out, "/etc/NorvaneLogConfig.ini");
+
+  std::string exe;
+  EXPECT_TRUE(PathHelper::GetEXEDirectory(exe));
+  ASSERT_FALSE(exe.empty());
+  EXPECT_EQ(exe.back(), '/');
+  EXPECT_EQ(PathHelper::JudgePathType((exe + "log_tests").c_str()), PT_FILE);
+
+  const std::map<std::string, std::string> names = {{"C:\\dir\\scan.final.tif", "scan.final"},
+                                                    {"plainname", "plainname"},
+                                                    {"/a.b/c", "c"},
+                                                    {"/a/b.c\\d.e", "d"},
+                                                    {"dir/.hidden", ""},
+                                                    {"dir/", ""},
+                                                    {"", ""},
+                                                    {"x.", "x"}};
+  for (const auto& entry : names) {
+    std::string path = entry.first;
+    EXPECT_EQ(PathHelper::GetFileNameFromFilePath(path), entry.second) << entry.first;
+    EXPECT_EQ(path, entry.first);
+  }
+}
+
+// What GetAllFiles should list, worked out with std::filesystem.
+std::vector<std::string> ExpectedFiles(const std::string& directory, bool recursive,
+                                       const std::string& filter) {
+  std::vector<std::string> files;
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+    std::string path = directory + "/" + entry.path().filename().string();
+    if (entry.is_symlink()) continue;
+    if (entry.is_directory()) {
+      if (!recursive) continue;
+      std::vector<std::string> inner = ExpectedFiles(path, recursive, filter);
+      files.insert(files.end(), inner.begin(), inner.end());
+    } else if (entry.is_regular_file()) {
+      bool dotted = entry.path().filename().string().find('.') != std::string::npos;
+      if (dotted || (!filter.empty() && path.find(filter) != std::string::npos)) {
+        files.push_back(path);
+      }
+    }
+  }
+  return files;
+}
+
+TEST(GetAllFiles, ListsFilesWithExtensionsOrMatchingTheFilter) {
+  TempDir dir;
+  WriteFile(dir / "README", "");
+  WriteFile(dir / "a.png", "");
+  EXPECT_EQ(GetAllFiles(dir.path(), false, nullptr)->GetVector(),
+            std::vector<std::string>{dir / "a.png"});
+  EXPECT_EQ(GetAllFiles(dir.path(), false, "")->size(), 1u);
+  std::vector<std::string> both = GetAllFiles(dir.path(), false, "READ")->GetVector();
+  std::sort(both.begin(), both.end());
+  EXPECT_EQ(both, (std::vector<std::string>{dir / "README", dir / "a.png"}));
+
+  // Backslashes are read as separators; links and unreadable directories give nothing.
+  std::string windows = dir.path();
+  std::replace(windows.begin(), windows.end(), '/', '\\');
+  EXPECT_EQ(GetAllFiles(windows, false, nullptr)->GetVector(),
+            std::vector<std::string>{dir / "a.png"});
+  fs::create_symlink(dir / "a.png", dir / "link.png");
+  EXPECT_EQ(GetAllFiles(dir.path(), false, nullptr)->size(), 1u);
+  TQRef<TQVector<std::string>> none = GetAllFiles(dir / "missing", true, nullptr);
+  ASSERT_FALSE(none.IsNull());
+  EXPECT_TRUE(none->empty());
+  EXPECT_EQ(none->GetRefCount(), 1);
+}
+
+TEST(GetAllFiles, RandomTreesMatchAFilesystemWalk) {
+  std::mt19937 rng(77);
+  const std::vector<std::string> names = {"a.png", "b", "c.tar.gz", "README", "d.", "note.txt"};
+  for (int round = 0; round < 20; ++round) {
+    TempDir dir;
+    std::vector<std::string> directories = {dir.path()};
+    for (int i = 0; i < 40; ++i) {
+      std::string parent = directories[rng() % directories.size()];
+      std::string name = names[rng() % names.size()] + std::to_string(rng() % 5);
+      if (fs::exists(parent + "/" + name)) continue;
+      if (rng() % 4 == 0) {
+        fs::create_directory(parent + "/" + name);
+        directories.push_back(parent + "/" + name);
+      } else {
+        WriteFile(parent + "/" + name, "");
+      }
+    }
+    for (bool recursive : {false, true}) {
+      for (const char* filter : {static_cast<const char*>(nullptr), "READ", "b"}) {
+        std::vector<std::string> listed = GetAllFiles(dir.path(), recursive, filter)->GetVector();
+        std::vector<std::string> expected =
+            ExpectedFiles(dir.path(), recursive, filter == nullptr ? "" : filter);
+        // Both follow the directory order, which need not be the same for two reads.
+        std::vector<std::string> sortedListed = listed;
+        std::sort(sortedListed.begin(), sortedListed.end());
+        std::sort(expected.begin(), expected.end());
+        EXPECT_EQ(sortedListed, expected);
+        // A subdirectory's files come together, where the subdirectory was met.
+        std::map<std::string, size_t> last;
+        for (size_t i = 0; i < listed.size(); ++i) {
+          std::string parent = fs::path(listed[i]).parent_path().string();
+          for (std::string p = parent; p.size() > dir.path().size();
+               p = fs::path(p).parent_path().string()) {
+            if (last.count(p) != 0) {
+              EXPECT_EQ(last[p], i - 1) << listed[i];
+            }
+          }
+          for (std::string p = parent; p.size() > dir.path().size();
+               p = fs::path(p).parent_path().string()) {
+            last[p] = i;
+          }
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace norvane
