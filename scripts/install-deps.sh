@@ -13,6 +13,7 @@ BASE_PKGS=(
   libgtest-dev libgmock-dev         # tests
   libbenchmark-dev                  # benchmarks
   libspdlog-dev                     # benchmarks only: the log benchmark's baseline
+  libyuv-dev                        # speed anchor of the pixel-conversion benchmarks
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf

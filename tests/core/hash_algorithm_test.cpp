@@ -1,8 +1,6 @@
 #include "norvane/core/hash_algorithm.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <random>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "core/bkdr_hash.h"
+#include "test_support/guarded_buffer.h"
 
 namespace norvane {
 namespace {
@@ -29,32 +28,12 @@ TEST(GenerateHash, KnownValues) {
   EXPECT_EQ(HashText("abcd", 4), "BKDR_" + std::to_string(96354u * 31u + 100u));
 }
 
-// Maps `length` bytes so that they end exactly where an inaccessible page begins:
-// any read past the end faults.
-class GuardedBuffer {
- public:
-  explicit GuardedBuffer(size_t length) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    pages_ = (length + page - 1) / page + 1;
-    size_ = pages_ * page;
-    base_ = static_cast<unsigned char*>(
-        mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    mprotect(base_ + size_ - page, page, PROT_NONE);
-    data_ = base_ + size_ - page - length;
-  }
-  ~GuardedBuffer() { munmap(base_, size_); }
-  unsigned char* data() { return data_; }
-
- private:
-  size_t pages_, size_;
-  unsigned char* base_;
-  unsigned char* data_;
-};
+using test_support::GuardedBuffer;
 
 TEST(GenerateHash, FastKernelMatchesReferenceAroundStrideSteps) {
   std::mt19937 random(12345);
-  const unsigned int sizes[] = {0,     1,     15,    16,    17,     31,     33,     4095,
-                                4096,  4097,  32767, 32768, 32769,  65535,  65536,  65537,
+  const unsigned int sizes[] = {0,     1,     15,    16,     17,     31,     33,     4095,
+                                4096,  4097,  32767, 32768,  32769,  65535,  65536,  65537,
                                 98303, 98304, 98305, 131071, 131072, 200003, 1000003};
   for (unsigned int size : sizes) {
     GuardedBuffer buffer(size);
@@ -66,8 +45,10 @@ TEST(GenerateHash, FastKernelMatchesReferenceAroundStrideSteps) {
   // All-0xFF input exercises the sign extension on every lane.
   std::vector<unsigned char> ones(70001, 0xFF);
   for (unsigned int size : {70001u, 40000u, 1000u, 7u}) {
-    EXPECT_EQ(internal::BkdrHash(ones.data(), size), internal::BkdrHashReference(ones.data(), size));
-    EXPECT_EQ(internal::BkdrHashBaseline(ones.data(), size), internal::BkdrHashReference(ones.data(), size));
+    EXPECT_EQ(internal::BkdrHash(ones.data(), size),
+              internal::BkdrHashReference(ones.data(), size));
+    EXPECT_EQ(internal::BkdrHashBaseline(ones.data(), size),
+              internal::BkdrHashReference(ones.data(), size));
   }
 }
 
