@@ -3,6 +3,7 @@
 #ifndef NORVANE_NORVANECOREC_H_
 #define NORVANE_NORVANECOREC_H_
 
+#include "norvane/basic_structures/geometry_c.h"
 #include "norvane/core/error_codes.h"
 #include "norvane/basic_structures/image_data_c.h"
 #include "norvane/basic_structures/image_source_adapter_c.h"

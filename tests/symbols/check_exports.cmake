@@ -1,6 +1,7 @@
 # Lists the dynamic symbols of the library and checks that
 #  - every C function named in REQUIRED is exported, unmangled, as a function;
-#  - every other strong exported symbol is part of the public surface: a C function
+#  - every other strong exported symbol is part of the public surface (thunks of
+#    classes with several bases included): a C function
 #    with a TC_/TQ_/TXP_ prefix, an entity of namespace norvane (not norvane::internal),
 #    or one of the global C++ platform helpers.
 # Weak symbols (template instantiations of the standard library) and sanitizer

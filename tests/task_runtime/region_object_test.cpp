@@ -45,17 +45,25 @@ TEST(TQRegionObject, HashIdsAndWholeFrame) {
   EXPECT_EQ(region->GetVertices()[2].x, 19);
   EXPECT_EQ(region->GetVertices()[2].y, 9);
 
-  // The same corners listed from another corner: not the whole frame.
+  // The same corners listed clockwise from another corner: not the whole frame.
   EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({19, 0}, {19, 9}, {0, 9}, {0, 0})), 0);
-  EXPECT_EQ(region->GetVertices()[0].x, 0);  // put in clockwise order from the top left
+  EXPECT_EQ(region->GetVertices()[0].x, 19);  // already clockwise: kept as listed
+  EXPECT_FALSE(region->RegionIsWholeImage());
+  const std::string quadId = PlainHash("(19,0) (19,9) (0,9) (0,0)");
+  EXPECT_EQ(region->GetRegionHashId(), PlainHash("BKDR_42" + quadId));
+  // Counter-clockwise input is put in clockwise order from the top-left corner.
+  EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({0, 9}, {19, 9}, {19, 0}, {0, 0})), 0);
   EXPECT_TRUE(region->RegionIsWholeImage());
+  EXPECT_EQ(region->GetRegionHashId(), "BKDR_42");
+
   const Point rotated[4] = {{19, 0}, {19, 9}, {0, 9}, {0, 0}};
   TQ_Quad quad(rotated);
-  TQRef<TQRegionObject> other(new TQRegionObject(ROET_PLAIN_REGION, source->GetImage(), quad));
+  const auto kLabel = static_cast<RegionObjectElementType>(1);
+  TQRef<TQRegionObject> other(new TQRegionObject(kLabel, source->GetImage(), quad));
+  EXPECT_EQ(other->GetRegionHashId(), "");  // no source image yet
   other->SetSourceImageObject(source);
   other->CalcRegionHashId();
   EXPECT_FALSE(other->RegionIsWholeImage());
-  const std::string quadId = PlainHash("(19,0) (19,9) (0,9) (0,0)");
   EXPECT_EQ(other->GetRegionHashId(), PlainHash("BKDR_42" + quadId));
 
   // A quad that is not convex is refused and changes nothing.
@@ -122,7 +130,7 @@ TEST(TQTaskOutput, StatusFlagResultsAndReferences) {
     });
   }
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(manager.GetCertainTypeRegions(ROET_PLAIN_IMAGE)->size(), 400u);
+  EXPECT_EQ(manager.GetCertainTypeRegions(ROET_PLAIN_IMAGE)->size(), 400u);  // copies of `label`
   EXPECT_TRUE(manager.GetCertainTypeRegions(ROET_PLAIN_REGION)->empty());
 }
 

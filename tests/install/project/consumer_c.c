@@ -11,6 +11,13 @@ int main(void) {
   TQ_DeleteCharArray(&copy);
   if (copy != NULL) return 2;
   if (TC_Sqrt(16.0) != 4.0) return 3;
+  {
+    TXP_Point a = {0, 0}, b = {3, 4}, moved;
+    const double shift[9] = {1, 0, 5, 0, 1, -7, 0, 0, 1};
+    if (TXP_Distance(a, b) != 5.0) return 4;
+    moved = TXP_TransformCoordinates(b, shift);
+    if (moved.x != 8 || moved.y != -3) return 5;
+  }
   printf("C consumer: version %s\n", TQ_GetLibVersion());
   return 0;
 }

@@ -1,0 +1,319 @@
+// Value types, transform matrices and the quadrilateral conversions.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "geometry_test_util.h"
+#include "norvane/NorvaneCore.h"
+
+namespace norvane {
+namespace {
+
+using basic_structures::CContour;
+using basic_structures::CLineSegment;
+using basic_structures::CQuadrilateral;
+using basic_structures::CVector4;
+using testing_util::Pt;
+
+CQuadrilateral Quad(Pt a, Pt b, Pt c, Pt d) {
+  CQuadrilateral q;
+  q.points[0] = a;
+  q.points[1] = b;
+  q.points[2] = c;
+  q.points[3] = d;
+  return q;
+}
+
+void Identity(double* m) { ResetTransformMatrix(m); }
+
+TEST(TransformMatrix, IdentityToleranceIsOneSided) {
+  double m[9];
+  Identity(m);
+  EXPECT_TRUE(IsIdentityTransformMatrix(m));
+  m[5] = 1000.0;  // above the identity's 0: accepted
+  EXPECT_TRUE(IsIdentityTransformMatrix(m));
+  m[5] = -0.00001;  // 0 - (-0.00001) reaches the tolerance
+  EXPECT_FALSE(IsIdentityTransformMatrix(m));
+  Identity(m);
+  m[0] = 0.9999;
+  EXPECT_FALSE(IsIdentityTransformMatrix(m));
+  m[0] = 0.99999;  // 1 - 0.99999 is just below 1e-5 in double arithmetic
+  EXPECT_TRUE(IsIdentityTransformMatrix(m));
+  Identity(m);
+  m[8] = 7.0;
+  EXPECT_TRUE(IsIdentityTransformMatrix(m));
+  m[7] = -1.0;
+  EXPECT_FALSE(IsIdentityTransformMatrix(m));
+}
+
+TEST(TransformMatrix, InverseAndProductAgreeOnRandomMatrices) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> value(-3.0, 3.0);
+  for (int trial = 0; trial < 500; ++trial) {
+    double m[9];
+    for (double& v : m) v = value(random);
+    double inverse[9];
+    for (double& v : inverse) v = 123.0;
+    InvertTransformMatrix(m, inverse);
+    double product[9];
+    MultiplyTransformMatrices(m, inverse, product);
+    // Two-sided check of the product: the library's own test is one-sided.
+    double expected[9];
+    Identity(expected);
+    double det = m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) +
+                 m[2] * (m[3] * m[7] - m[4] * m[6]);
+    if (std::fabs(det) < 1e-3) continue;
+    for (int k = 0; k < 9; ++k) EXPECT_NEAR(product[k], expected[k], 1e-9) << trial << " " << k;
+    EXPECT_TRUE(IsInverseTransformMatrices(m, inverse));
+    EXPECT_TRUE(IsInverseTransformMatrices(inverse, m));
+    // In-place forms give the same results.
+    double inPlace[9];
+    std::copy(m, m + 9, inPlace);
+    InvertTransformMatrix(inPlace, inPlace);
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(inPlace[k], inverse[k]);
+    double a[9];
+    std::copy(m, m + 9, a);
+    MultiplyTransformMatrices(a, inverse, a);
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(a[k], product[k]);
+  }
+  // A non-commuting pair fixes the order of the product: row i of a times column j
+  // of b.
+  const double a[9] = {1, 2, 0, 0, 1, 0, 0, 0, 1};
+  const double b[9] = {1, 0, 0, 3, 1, 0, 0, 0, 1};
+  double ab[9];
+  MultiplyTransformMatrices(a, b, ab);
+  const double expected[9] = {7, 2, 0, 3, 1, 0, 0, 0, 1};
+  for (int k = 0; k < 9; ++k) EXPECT_EQ(ab[k], expected[k]);
+}
+
+TEST(TransformMatrix, SingularInverseLeavesOutputUntouched) {
+  const double singular[9] = {1, 2, 3, 2, 4, 6, 0, 0, 1};
+  double out[9];
+  for (int k = 0; k < 9; ++k) out[k] = k + 0.5;
+  InvertTransformMatrix(singular, out);
+  for (int k = 0; k < 9; ++k) EXPECT_EQ(out[k], k + 0.5);
+}
+
+TEST(TransformCoordinates, TruncatesTowardZeroThroughTheProjection) {
+  const double shiftBack[9] = {1, 0, -0.7, 0, 1, -1.3, 0, 0, 1};
+  const Pt origin = TXP_TransformCoordinates(Pt(0, 0), shiftBack);
+  EXPECT_EQ(origin, Pt(0, -1));  // -0.7 -> 0, -1.3 -> -1
+  const double projective[9] = {2, 0, 1, 0, 3, -1, 0.5, 0, 0.5};
+  // w = 0.5 * 3 + 0.5 = 2: X = (6 + 1) / 2 = 3.5, Y = (15 - 1) / 2 = 7.
+  EXPECT_EQ(TXP_TransformCoordinates(Pt(3, 5), projective), Pt(3, 7));
+  const TXP_Point c = TXP_TransformCoordinates(TXP_Point{3, 5}, projective);
+  EXPECT_EQ(c.x, 3);
+  EXPECT_EQ(c.y, 7);
+}
+
+TEST(Distance, EuclideanWithWrappingSquare) {
+  EXPECT_EQ(TXP_Distance(Pt(0, 0), Pt(3, 4)), 5.0);
+  EXPECT_EQ(TXP_Distance(Pt(-3, 7), Pt(0, 3)), 5.0);
+  EXPECT_DOUBLE_EQ(TXP_Distance(Pt(0, 0), Pt(46340, 0)), 46340.0);
+  // 46341^2 exceeds 2^31 - 1: the 32-bit square wraps negative.
+  EXPECT_TRUE(std::isnan(TXP_Distance(Pt(0, 0), Pt(46341, 0))));
+  // 65536^2 wraps to exactly 0.
+  EXPECT_EQ(TXP_Distance(Pt(0, 0), Pt(65536, 0)), 0.0);
+}
+
+TEST(PointsClockWise, StrictTurnsOnScreen) {
+  const Pt square[4] = {Pt(0, 0), Pt(10, 0), Pt(10, 10), Pt(0, 10)};
+  EXPECT_TRUE(IsPointsClockWise(square));
+  const Pt reversed[4] = {Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)};
+  EXPECT_FALSE(IsPointsClockWise(reversed));
+  const Pt collinear[4] = {Pt(0, 0), Pt(5, 0), Pt(10, 0), Pt(10, 10)};
+  EXPECT_FALSE(IsPointsClockWise(collinear));
+  // A bow tie turns both ways.
+  const Pt bowTie[4] = {Pt(0, 0), Pt(10, 10), Pt(10, 0), Pt(0, 10)};
+  EXPECT_FALSE(IsPointsClockWise(bowTie));
+}
+
+TEST(ConvertQuadrilateral, ClockWisePointsFromAnyOrderOfAConvexQuad) {
+  Pt out[4];
+  ConvertQuadrilateralToClockWisePoints(Quad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)), out);
+  EXPECT_EQ(out[0], Pt(0, 0));
+  EXPECT_EQ(out[1], Pt(10, 0));
+  EXPECT_EQ(out[2], Pt(10, 10));
+  EXPECT_EQ(out[3], Pt(0, 10));
+  // Already clockwise (on screen): kept as given, not rotated to the top-left corner.
+  ConvertQuadrilateralToClockWisePoints(Quad(Pt(10, 10), Pt(0, 10), Pt(0, 0), Pt(10, 0)), out);
+  EXPECT_EQ(out[0], Pt(10, 10));
+  EXPECT_EQ(out[1], Pt(0, 10));
+
+  std::mt19937 random(11);
+  std::uniform_int_distribution<int> coordinate(0, 3000);
+  int tested = 0;
+  while (tested < 2000) {
+    Pt p[4];
+    for (Pt& v : p) v = Pt(coordinate(random), coordinate(random));
+    if (!TQ_Quad(p).IsConvex()) continue;
+    std::shuffle(p, p + 4, random);
+    CQuadrilateral q = Quad(p[0], p[1], p[2], p[3]);
+    ConvertQuadrilateralToClockWisePoints(q, out);
+    ASSERT_TRUE(IsPointsClockWise(out)) << tested;
+    for (const Pt& v : p) EXPECT_EQ(std::count(out, out + 4, v), 1);
+    ++tested;
+  }
+}
+
+TEST(ConvertQuadrilateral, ThroughMatricesWithIdentityAndInverseShortcuts) {
+  const CQuadrilateral ccw = Quad(Pt(0, 30), Pt(30, 30), Pt(30, 0), Pt(0, 0));
+  Pt out[4];
+  double identity[9];
+  Identity(identity);
+  EXPECT_TRUE(ConvertQuadrilateralWithTransformMat(ccw, identity, out));
+  EXPECT_EQ(out[1], Pt(30, 0));
+
+  const double mirror[9] = {-1, 0, 0, 0, 1, 0, 0, 0, 1};
+  EXPECT_TRUE(ConvertQuadrilateralWithTransformMat(ccw, mirror, out));
+  EXPECT_EQ(out[1], Pt(-30, 0));
+  EXPECT_FALSE(IsPointsClockWise(out));  // not re-sorted after mirroring
+
+  // An element above the identity's value still counts as identity: no shift.
+  double almost[9];
+  Identity(almost);
+  almost[2] = 250.0;
+  ConvertQuadrilateralWithTransformMat(ccw, almost, out);
+  EXPECT_EQ(out[2], Pt(30, 30));
+
+  const CQuadrilateral arrow = Quad(Pt(0, 0), Pt(10, 5), Pt(0, 10), Pt(3, 5));
+  EXPECT_FALSE(ConvertQuadrilateralWithTransformMat(arrow, identity, out));
+
+  // second * first = identity: the points are kept exactly, whereas mapping through
+  // both would truncate 30 / 3 * 3 and 10 / 3 * 3 differently.
+  const CQuadrilateral q = Quad(Pt(10, 10), Pt(31, 10), Pt(31, 20), Pt(10, 20));
+  const double third[9] = {1.0 / 3, 0, 0, 0, 1.0 / 3, 0, 0, 0, 1};
+  const double triple[9] = {3, 0, 0, 0, 3, 0, 0, 0, 1};
+  // A scale above 1 would itself count as identity (one-sided test); halve instead.
+  const double half[9] = {0.5, 0, 0, 0, 0.5, 0, 0, 0, 1};
+  EXPECT_TRUE(IsIdentityTransformMatrix(triple));
+  EXPECT_TRUE(ConvertQuadrilateralWithDiffCoordinates(q, third, triple, out));
+  EXPECT_EQ(out[0], Pt(10, 10));
+  EXPECT_EQ(out[1], Pt(31, 10));
+  EXPECT_TRUE(ConvertQuadrilateralWithDiffCoordinates(q, third, half, out));
+  EXPECT_EQ(out[0], Pt(1, 1));  // 10 / 3 -> 3, then 1.5 -> 1
+  EXPECT_EQ(out[1], Pt(5, 1));  // 31 / 3 -> 10, then 5
+  EXPECT_TRUE(ConvertQuadrilateralWithDiffCoordinates(q, almost, half, out));
+  EXPECT_EQ(out[1], Pt(15, 5));  // first counts as identity and is skipped
+  EXPECT_TRUE(ConvertQuadrilateralWithDiffCoordinates(q, half, almost, out));
+  EXPECT_EQ(out[2], Pt(15, 10));  // second skipped
+}
+
+TEST(Quadrilateral, ContainsIsStrictAndNeedsClockwiseOrder) {
+  const CQuadrilateral square = Quad(Pt(0, 0), Pt(10, 0), Pt(10, 10), Pt(0, 10));
+  Pt p(5, 5);
+  EXPECT_TRUE(square.Contains(&p));
+  p = Pt(0, 5);
+  EXPECT_FALSE(square.Contains(&p));
+  p = Pt(10, 10);
+  EXPECT_FALSE(square.Contains(&p));
+  p = Pt(1, 9);
+  EXPECT_TRUE(square.Contains(&p));
+  p = Pt(11, 5);
+  EXPECT_FALSE(square.Contains(&p));
+  const CQuadrilateral reversed = Quad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0));
+  p = Pt(5, 5);
+  EXPECT_FALSE(reversed.Contains(&p));
+  CQuadrilateral copy;
+  copy = square;
+  EXPECT_TRUE(copy.Contains(&p));
+}
+
+TEST(Quadrilateral, AreaFromRoundedHeronTriangles) {
+  EXPECT_EQ(Quad(Pt(0, 0), Pt(10, 0), Pt(10, 10), Pt(0, 10)).GetArea(), 98);
+  EXPECT_EQ(Quad(Pt(0, 0), Pt(1, 0), Pt(1, 1), Pt(0, 1)).GetArea(), 0);
+  EXPECT_EQ(Quad(Pt(0, 0), Pt(1000, 0), Pt(1000, 1000), Pt(0, 1000)).GetArea(), 999998);
+  EXPECT_EQ(Quad(Pt(0, 0), Pt(300, -40), Pt(410, 260), Pt(-20, 200)).GetArea(), 47383 + 43587);
+  // Folded: both outer points on one side of the diagonal give the difference.
+  EXPECT_EQ(Quad(Pt(0, 0), Pt(10, 10), Pt(10, 0), Pt(0, 10)).GetArea(), 0);
+  EXPECT_EQ(Quad(Pt(0, 0), Pt(20, 0), Pt(20, 20), Pt(10, 5)).GetArea(),
+            Quad(Pt(0, 0), Pt(20, 0), Pt(20, 20), Pt(0, 0)).GetArea() -
+                Quad(Pt(10, 5), Pt(0, 0), Pt(20, 20), Pt(10, 5)).GetArea());
+}
+
+int g_released = 0;
+const Pt* g_lastReleased = nullptr;
+void CountingDeleter(const Pt* points) {
+  ++g_released;
+  g_lastReleased = points;
+  delete[] points;
+}
+
+TEST(Contour, CopyOwnsAndMoveHandsOver) {
+  g_released = 0;
+  Pt* owned = new Pt[3]{Pt(1, 2), Pt(3, 4), Pt(5, 6)};
+  {
+    CContour source;
+    source.SetPoints(3, owned, &CountingDeleter);
+    CContour copy(source);
+    EXPECT_EQ(copy.GetPointsCount(), 3);
+    EXPECT_NE(copy.GetPoints(), owned);
+    EXPECT_EQ(copy.GetPoints()[2], Pt(5, 6));
+
+    // Copying an empty contour releases what the target owned.
+    CContour target;
+    target.SetPoints(3, new Pt[3], &CountingDeleter);
+    const Pt* targetArray = target.GetPoints();
+    CContour empty;
+    target = empty;
+    EXPECT_EQ(g_released, 1);
+    EXPECT_EQ(g_lastReleased, targetArray);
+    EXPECT_EQ(target.GetPointsCount(), 0);
+    EXPECT_EQ(target.GetPoints(), nullptr);
+
+    // A borrowed array is copied into an owned one.
+    const Pt borrowed[2] = {Pt(7, 8), Pt(9, 10)};
+    CContour view;
+    view.SetPoints(2, borrowed, nullptr);
+    target = view;
+    EXPECT_EQ(target.GetPoints()[1], Pt(9, 10));
+    EXPECT_NE(target.GetPoints(), borrowed);
+
+    // Moving into a contour that owns an array does not release that array.
+    Pt* kept = new Pt[1];
+    CContour holder;
+    holder.SetPoints(1, kept, &CountingDeleter);
+    holder = std::move(source);
+    EXPECT_EQ(g_released, 1);
+    EXPECT_EQ(holder.GetPoints(), owned);
+    EXPECT_EQ(source.GetPointsCount(), 0);
+    EXPECT_EQ(source.GetPoints(), nullptr);
+    delete[] kept;  // the caller's responsibility, as documented
+
+    CContour moved(std::move(holder));
+    EXPECT_EQ(moved.GetPoints(), owned);
+    EXPECT_EQ(holder.GetPoints(), nullptr);
+  }
+  // Only `moved` released `owned`; the copies freed their own arrays.
+  EXPECT_EQ(g_released, 2);
+  EXPECT_EQ(g_lastReleased, owned);
+}
+
+class InitCounter : public CLineSegment {
+ public:
+  void Init() override { ++inits; }
+  int inits = 0;
+};
+
+TEST(LineSegmentBase, OnlySettersCallInit) {
+  InitCounter segment;
+  segment.SetStartPoint(Pt(1, 2));
+  segment.SetEndPoint(Pt(3, 4));
+  EXPECT_EQ(segment.inits, 2);
+  CLineSegment other(Pt(5, 6), Pt(7, 8));
+  static_cast<CLineSegment&>(segment) = other;
+  EXPECT_EQ(segment.inits, 2);
+  EXPECT_EQ(segment.GetStartPoint(), Pt(5, 6));
+  EXPECT_EQ(segment.GetEndPoint(), Pt(7, 8));
+
+  CVector4 v(1, 2, 3, 4);
+  v[2] = 30;
+  const CVector4 copy(v);
+  EXPECT_EQ(copy[0] + copy[1] + copy[2] + copy[3], 1 + 2 + 30 + 4);
+}
+
+}  // namespace
+}  // namespace norvane

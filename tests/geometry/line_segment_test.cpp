@@ -1,0 +1,392 @@
+// The enhanced line segment: caches, angles, tests, moves and rasterising.
+#include "norvane/geometry/line_segment.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "geometry/angle_table.h"
+#include "geometry_test_util.h"
+
+namespace norvane {
+namespace {
+
+using testing_util::Pt;
+typedef TQ_LineSegmentEnhanced Seg;
+
+// The angle rule written out with the C library's arctangent.
+int AngleByAtan2(int dx, int dy) {
+  const float degrees =
+      static_cast<float>(std::atan2(static_cast<double>(dy), dx) / 3.141592653 * 180.0);
+  const double wide = degrees;
+  const int value = static_cast<int>(degrees > 0 ? wide + 0.5 : wide - 0.5);
+  return value < 0 ? value + 360 : value;
+}
+
+TEST(MathUtils, RoundsHalfAwayFromZeroAndSaturates) {
+  EXPECT_EQ(MathUtils::round(0.5f), 1);
+  EXPECT_EQ(MathUtils::round(-0.5f), -1);
+  EXPECT_EQ(MathUtils::round(2.5f), 3);
+  EXPECT_EQ(MathUtils::round(-2.5f), -3);
+  EXPECT_EQ(MathUtils::round(2.4999f), 2);
+  EXPECT_EQ(MathUtils::round(-0.49f), 0);
+  EXPECT_EQ(MathUtils::round(0.0f), 0);
+  EXPECT_EQ(MathUtils::round(NAN), 0);
+  EXPECT_EQ(MathUtils::round(1e20f), INT_MAX);
+  EXPECT_EQ(MathUtils::round(-1e20f), INT_MIN);
+}
+
+TEST(SegmentAngle, TableMatchesArctangentRuleEverywhere) {
+  for (int dx = -10; dx <= 10; ++dx) {
+    for (int dy = -10; dy <= 10; ++dy) {
+      const int expected = (dx == 0 && dy == 0) ? 0 : AngleByAtan2(dx, dy);
+      EXPECT_EQ(internal::kAngleTable[(dx + 10) * 21 + (dy + 10)], expected) << dx << "," << dy;
+      // The segment's answer does not depend on where it starts.
+      EXPECT_EQ(Seg(Pt(100 - dx, -7), Pt(100, dy - 7)).CalcAngle(),
+                Seg(Pt(0, 0), Pt(dx, dy)).CalcAngle());
+    }
+  }
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(10, 0)).CalcAngle(), 0);
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(0, 10)).CalcAngle(), 90);
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(-10, 0)).CalcAngle(), 180);
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(0, -10)).CalcAngle(), 270);
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(1, -1)).CalcAngle(), 315);
+  EXPECT_EQ(Seg(Pt(4, 4), Pt(4, 4)).CalcAngle(), 0);
+  // Longer vectors take the arctangent; -0.5 degrees and below round to 359.
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(1000, -9)).CalcAngle(), 359);
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(1000, -8)).CalcAngle(), 0);
+  std::mt19937 random(3);
+  std::uniform_int_distribution<int> d(-5000, 5000);
+  for (int i = 0; i < 2000; ++i) {
+    const int dx = d(random), dy = d(random);
+    EXPECT_EQ(Seg(Pt(0, 0), Pt(dx, dy)).CalcAngle(),
+              (dx == 0 && dy == 0) ? 0 : AngleByAtan2(dx, dy));
+  }
+}
+
+TEST(SegmentCaches, EachMutationResetsExactlyItsGroups) {
+  // A point changed through the writable accessor leaves the caches stale, which
+  // shows which caches an operation keeps.
+  Seg swapped(Pt(0, 0), Pt(10, 0));
+  EXPECT_EQ(swapped.CalcAngle(), 0);
+  EXPECT_FLOAT_EQ(swapped.GetRealLength(), 10.0f);
+  swapped.GetEndPoint() = Pt(0, 10);
+  swapped.SwapVertices();
+  EXPECT_EQ(swapped.CalcAngle(), 180);  // turned, not recomputed (which would be 270)
+  EXPECT_FLOAT_EQ(swapped.GetRealLength(), 10.0f);
+  EXPECT_EQ(swapped.CalcX(5), 0.0f);  // equation recomputed for (0,10) -> (0,0)
+
+  Seg moved(Pt(0, 0), Pt(10, 0));
+  moved.CalcAngle();
+  moved.GetRealLength();
+  EXPECT_EQ(moved.CalcY(3), 0.0f);
+  moved.TranslateBasedOnDirection(LSTD_DOWN, 4);
+  EXPECT_EQ(moved.GetStartPoint(), Pt(0, 4));
+  EXPECT_EQ(moved.CalcY(3), 4.0f);
+  EXPECT_EQ(moved.GetMiddlePoint(), Pt(5, 4));
+
+  Seg rotated(Pt(0, 0), Pt(10, 0));
+  EXPECT_EQ(rotated.CalcAngle(), 0);
+  EXPECT_EQ(rotated.GetMiddlePoint(), Pt(5, 0));
+  EXPECT_TRUE(rotated.Rotate(LSPA_START, 90));
+  EXPECT_EQ(rotated.GetEndPoint(), Pt(0, 10));
+  EXPECT_EQ(rotated.CalcAngle(), 90);
+  EXPECT_EQ(rotated.GetMiddlePoint(), Pt(0, 5));
+  EXPECT_FALSE(rotated.Rotate(LSPA_START, 0));
+  EXPECT_FALSE(rotated.Rotate(LSPA_MIDDLE, 360));
+
+  Seg stretched(Pt(0, 0), Pt(10, 0));
+  EXPECT_FLOAT_EQ(stretched.GetRealLength(), 10.0f);
+  EXPECT_EQ(stretched.GetPixelCount(), 11);
+  stretched.StretchLength(LSPA_MIDDLE, 10, LSLTM_BY_LENGTH);
+  EXPECT_EQ(stretched.GetStartPoint(), Pt(-5, 0));
+  EXPECT_EQ(stretched.GetEndPoint(), Pt(15, 0));
+  EXPECT_FLOAT_EQ(stretched.GetRealLength(), 20.0f);
+  EXPECT_EQ(stretched.GetPixelCount(), 21);
+  EXPECT_EQ(stretched.GetMiddlePoint(), Pt(5, 0));
+  stretched.StretchLength(LSPA_END, -0.5f, LSLTM_BY_RATIO);
+  EXPECT_EQ(stretched.GetEndPoint(), Pt(5, 0));
+
+  Seg fresh(Pt(0, 0), Pt(10, 0));
+  fresh.CalcAngle();
+  fresh.SetEndPoint(Pt(0, -10));  // the setter resets everything
+  EXPECT_EQ(fresh.CalcAngle(), 270);
+  fresh.SetVertices(Pt(0, 0), Pt(-3, 0));
+  EXPECT_EQ(fresh.CalcAngle(), 180);
+  EXPECT_FLOAT_EQ(fresh.GetRealLength(), 3.0f);
+
+  // Copies take the caches as they are.
+  Seg stale(Pt(0, 0), Pt(10, 0));
+  stale.CalcAngle();
+  stale.GetEndPoint() = Pt(0, 10);
+  Seg copy(stale);
+  EXPECT_EQ(copy.CalcAngle(), 0);
+  Seg rebuilt(static_cast<const TQ_LineSegment&>(stale));
+  EXPECT_EQ(rebuilt.CalcAngle(), 90);
+}
+
+TEST(SegmentConstruction, FromAngleAndLengthPresetsCaches) {
+  Seg down(Pt(3, 4), 90, 10.0f);
+  EXPECT_EQ(down.GetEndPoint(), Pt(3, 14));
+  Seg diagonal(Pt(0, 0), 405, 10.0f);  // kept as given, not reduced
+  EXPECT_EQ(diagonal.GetEndPoint(), Pt(7, 7));
+  EXPECT_EQ(diagonal.CalcAngle(), 405);
+  EXPECT_FLOAT_EQ(diagonal.GetRealLength(), 10.0f);
+  diagonal.SwapVertices();
+  EXPECT_EQ(diagonal.CalcAngle(), 225);
+}
+
+TEST(SegmentMoves, TranslationsAndSidewaysTurns) {
+  Seg s(Pt(0, 0), Pt(10, 0));
+  s.TranslateBasedOnDirection(LSTD_LEFT_SIDE, 5);
+  EXPECT_EQ(s.GetStartPoint(), Pt(0, -5));
+  EXPECT_EQ(s.GetEndPoint(), Pt(10, -5));
+  s.TranslateBasedOnDirection(LSTD_RIGHT_SIDE, 7);
+  EXPECT_EQ(s.GetStartPoint(), Pt(0, 2));
+  s.TranslateBasedOnDirection(LSTD_BACKWARD, 3);
+  EXPECT_EQ(s.GetStartPoint(), Pt(-3, 2));
+  s.TranslateBasedOnDirection(static_cast<TQ_LS_Translating_Direction>(9), 3);
+  EXPECT_EQ(s.GetStartPoint(), Pt(-3, 2));
+
+  Pt out;
+  s.CalcTranslatedPoint(LSTD_FORWARD, 4, out);
+  EXPECT_EQ(out, Pt(11, 2));  // from the end point
+  s.CalcTranslatedPoint(LSTD_BACKWARD, 4, out);
+  EXPECT_EQ(out, Pt(-7, 2));  // from the start point
+  s.CalcTranslatedPoint(LSTD_RIGHT_SIDE, 4, out);
+  EXPECT_EQ(out, Pt(2, 6));  // from the middle (-3 + 7) >> 1 = 2
+  EXPECT_EQ(s.GetStartPoint(), Pt(-3, 2));
+
+  s.TranslateToPoint(Pt(100, 100), LSPA_MIDDLE);
+  EXPECT_EQ(s.GetStartPoint(), Pt(95, 100));
+  s.TranslateToPoint(Pt(0, 0), LSPA_END);
+  EXPECT_EQ(s.GetStartPoint(), Pt(-10, 0));
+  s.SetOrigin(Pt(-10, 5));
+  EXPECT_EQ(s.GetStartPoint(), Pt(0, -5));
+  EXPECT_EQ(s.GetEndPoint(), Pt(10, -5));
+
+  EXPECT_FALSE(s.TranslateBasedOnAngle(90, 0));
+  EXPECT_TRUE(s.TranslateBasedOnAngle(90, 4));
+  EXPECT_EQ(s.GetStartPoint(), Pt(0, -1));  // cos(pi/2) * 4 truncates to 0
+
+  Seg turned(Pt(0, 0), Pt(10, 0));
+  turned.RotateBasedOnDistance(5, true, LSPA_START);
+  EXPECT_EQ(turned.GetStartPoint(), Pt(0, 0));
+  EXPECT_EQ(turned.GetEndPoint(), Pt(10, -5));
+  EXPECT_EQ(turned.CalcAngle(), AngleByAtan2(10, -5));
+  Seg both(Pt(0, 0), Pt(10, 0));
+  both.RotateBasedOnDistance(2, false, LSPA_MIDDLE);
+  EXPECT_EQ(both.GetStartPoint(), Pt(0, -2));
+  EXPECT_EQ(both.GetEndPoint(), Pt(10, 2));
+}
+
+TEST(SegmentLines, EquationInterceptsAndSides) {
+  Seg horizontal(Pt(0, 3), Pt(10, 3));
+  bool ok = true;
+  EXPECT_EQ(horizontal.CalcX(5, ok), FLT_MAX);
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(horizontal.CalcY(123, ok), 3.0f);
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(10, 10)).CalcX(5), 5.0f);
+  EXPECT_EQ(Seg(Pt(4, 0), Pt(4, 9)).CalcY(1), FLT_MAX);
+
+  float intercept = -1.0f;
+  int angle = -1;
+  Seg slanted(Pt(2, 0), Pt(-8, 10));  // x + y = 2, angle 135
+  slanted.GetLineEquation(intercept, angle, CA_X);
+  EXPECT_FLOAT_EQ(intercept, 2.0f);
+  EXPECT_EQ(angle, 135);
+  Seg reversed(Pt(-8, 10), Pt(2, 0));  // angle 315, same line
+  reversed.GetLineEquation(intercept, angle, CA_Y);
+  EXPECT_FLOAT_EQ(intercept, 2.0f);
+  EXPECT_EQ(angle, 135);
+  intercept = 42.0f;
+  reversed.GetLineEquation(intercept, angle, static_cast<TQ_Coordinates_Axis>(5));
+  EXPECT_EQ(intercept, 42.0f);
+
+  Seg base(Pt(0, 0), Pt(10, 0));
+  EXPECT_EQ(base.CalcPointPositionStatus(Pt(5, 0), 0), 1);
+  EXPECT_EQ(base.CalcPointPositionStatus(Pt(5, 0), 1), 0);
+  EXPECT_EQ(base.CalcPointPositionStatus(Pt(5, -3), 1), 3);
+  EXPECT_EQ(base.CalcPointPositionStatus(Pt(5, 3), 1), 1);
+  EXPECT_EQ(base.CalcPointPositionStatus(Pt(50, 2), 3), 0);  // the line, not the segment
+  EXPECT_FLOAT_EQ(base.CalcDistanceToPoint(Pt(3, 4)), 4.0f);
+  EXPECT_EQ(base.CalcPointStatusOnLineEquation(Pt(3, 4)), 1);
+  EXPECT_EQ(base.CalcPointStatusOnLineEquation(Pt(3, -4)), -1);
+  EXPECT_EQ(base.CalcPointStatusOnLineEquation(Pt(-30, 0)), 0);
+
+  // Random lines against the closed forms in double precision.
+  std::mt19937 random(5);
+  std::uniform_int_distribution<int> c(-2000, 2000);
+  for (int i = 0; i < 3000; ++i) {
+    const Pt a(c(random), c(random)), b(c(random), c(random));
+    const Pt p(c(random), c(random));
+    if (a == b) continue;
+    const Seg s(a, b);
+    const double dx = b.x - a.x, dy = b.y - a.y;
+    const double cross = dx * (p.y - a.y) - dy * (p.x - a.x);
+    const double distance = std::fabs(cross) / std::hypot(dx, dy);
+    const int tolerance = i % 7;
+    const int expected = tolerance > distance ? 0 : (cross < 0 ? 3 : 1);
+    EXPECT_EQ(s.CalcPointPositionStatus(p, tolerance), expected) << i;
+    if (std::fabs(dy) > std::fabs(dx) * 0.01) {
+      const double x = a.x + (p.y - a.y) * dx / dy;
+      EXPECT_NEAR(s.CalcX(p.y), x, 1e-3 * (1 + std::fabs(x))) << i;
+    }
+    if (std::fabs(dx) > std::fabs(dy) * 0.01) {
+      const double y = a.y + (p.x - a.x) * dy / dx;
+      EXPECT_NEAR(s.CalcY(p.x), y, 1e-3 * (1 + std::fabs(y))) << i;
+    }
+  }
+}
+
+TEST(SegmentAngles, BetweenLinesAndPositionStatus) {
+  const Seg ten(Pt(0, 0), 10, 5.0f);
+  const Seg threeFifty(Pt(0, 0), 350, 5.0f);
+  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, AD_360), 340);
+  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, AD_180), 20);
+  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, AD_90), 20);
+  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, static_cast<TQ_Angle_Domain>(45)), 0);
+  EXPECT_EQ(threeFifty.CalcAngleBetweenLines(ten, AD_360), 20);
+  const Seg twoHundred(Pt(0, 0), 200, 5.0f);
+  EXPECT_EQ(ten.CalcAngleBetweenLines(twoHundred, AD_90), 10);
+  EXPECT_EQ(ten.CalcAngleBetweenLines(Seg(Pt(0, 0), 130, 5.0f), AD_90), 60);
+  const TQ_LineSegment plain(Pt(0, 0), Pt(0, 10));
+  EXPECT_EQ(Seg(Pt(0, 0), Pt(10, 0)).CalcAngleBetweenLines(plain, AD_360), 90);
+
+  const Seg zero(Pt(0, 0), 0, 5.0f);
+  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 182, 5.0f), 5), 0);
+  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 176, 5.0f), 5), 0);
+  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 93, 5.0f), 5), 1);
+  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 45, 5.0f), 5), -1);
+  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 5, 5.0f), 5), -1);
+}
+
+TEST(SegmentIntersection, LinesMeetInsideOrOutsideTheImage) {
+  const Seg horizontal(Pt(0, 0), Pt(10, 0));
+  const TQ_LineSegment vertical(Pt(5, -5), Pt(5, 5));
+  Pt out(-1, -1);
+  EXPECT_TRUE(horizontal.CalcIntersectionOfTwoLines<int>(vertical, out, -1, -1, 0.0f));
+  EXPECT_EQ(out, Pt(5, 0));
+  out = Pt(-1, -1);
+  EXPECT_FALSE(horizontal.CalcIntersectionOfTwoLines<int>(vertical, out, 4, 4, 0.0f));
+  EXPECT_EQ(out, Pt(5, 0));  // written anyway
+  EXPECT_TRUE(horizontal.CalcIntersectionOfTwoLines<int>(vertical, out, 4, 4, 0.5f));
+  out = Pt(-1, -1);
+  EXPECT_FALSE(horizontal.CalcIntersectionOfTwoLines<int>(TQ_LineSegment(Pt(0, 3), Pt(7, 3)), out,
+                                                          -1, -1, 0.0f));
+  EXPECT_EQ(out, Pt(-1, -1));  // parallel: untouched
+
+  std::mt19937 random(9);
+  std::uniform_int_distribution<int> c(-3000, 3000);
+  for (int i = 0; i < 3000; ++i) {
+    const Pt a(c(random), c(random)), b(c(random), c(random));
+    const Pt p(c(random), c(random)), q(c(random), c(random));
+    const double d1x = b.x - a.x, d1y = b.y - a.y, d2x = q.x - p.x, d2y = q.y - p.y;
+    const double det = d1x * d2y - d1y * d2x;
+    if (std::fabs(det) < 1e5) continue;  // nearly parallel lines meet far away
+    const double t = ((p.x - a.x) * d2y - (p.y - a.y) * d2x) / det;
+    const double x = a.x + t * d1x, y = a.y + t * d1y;
+    if (std::fabs(x) > 1e6 || std::fabs(y) > 1e6) continue;
+    Pt r;
+    ASSERT_TRUE(Seg(a, b).CalcIntersectionOfTwoLines<int>(TQ_LineSegment(p, q), r, -1, -1, 0.0f));
+    EXPECT_LE(std::fabs(r.x - x), 0.5 + 1e-6 * std::fabs(x)) << i;
+    EXPECT_LE(std::fabs(r.y - y), 0.5 + 1e-6 * std::fabs(y)) << i;
+  }
+}
+
+TEST(SegmentPixelate, BresenhamSamplesAndLimits) {
+  const Seg s(Pt(0, 0), Pt(4, 2));
+  std::vector<Pt> out;
+  s.Pixelate(out, PM_BRESENHAM, 1, -1);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}, {1, 0}, {2, 1}, {3, 1}, {4, 2}}));
+  out.clear();
+  s.Pixelate(out, PM_BRESENHAM, 3, -1);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}, {3, 1}, {4, 2}}));
+  out.clear();
+  s.Pixelate(out, PM_BRESENHAM, 1, 2);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}, {1, 0}}));
+  out.assign(1, Pt(9, 9));  // points already present count toward the limit
+  s.Pixelate(out, PM_BRESENHAM, 1, 2);
+  EXPECT_EQ(out, testing_util::Points({{9, 9}, {0, 0}}));
+  out.clear();
+  s.Pixelate(out, PM_BRESENHAM, 0, -1);
+  s.Pixelate(out, static_cast<TQ_Pixelate_Mode>(7), 1, -1);
+  EXPECT_TRUE(out.empty());
+  Seg(Pt(0, 0), Pt(0, -3)).Pixelate(out, PM_BRESENHAM, 1, -1);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}, {0, -1}, {0, -2}, {0, -3}}));
+
+  // Step 1 visits one pixel per major-axis step, 8-connected, within half a pixel
+  // of the true line; larger steps take every step-th of those, then the end.
+  std::mt19937 random(13);
+  std::uniform_int_distribution<int> c(-300, 300);
+  for (int i = 0; i < 500; ++i) {
+    const Pt a(c(random), c(random)), b(c(random), c(random));
+    const Seg seg(a, b);
+    std::vector<Pt> all;
+    seg.Pixelate(all, PM_BRESENHAM, 1, -1);
+    const int major = std::max(std::abs(b.x - a.x), std::abs(b.y - a.y));
+    ASSERT_EQ(static_cast<int>(all.size()), major + 1) << i;
+    EXPECT_EQ(all.front(), a);
+    EXPECT_EQ(all.back(), b);
+    const double length = std::hypot(b.x - a.x, b.y - a.y);
+    for (size_t k = 0; k < all.size(); ++k) {
+      if (k > 0) {
+        EXPECT_LE(std::abs(all[k].x - all[k - 1].x), 1);
+        EXPECT_LE(std::abs(all[k].y - all[k - 1].y), 1);
+      }
+      if (length > 0) {
+        const double cross =
+            (b.x - a.x) * double(all[k].y - a.y) - (b.y - a.y) * double(all[k].x - a.x);
+        EXPECT_LE(std::fabs(cross) / length, 0.5 * std::sqrt(2.0) + 1e-9);
+      }
+    }
+    const int step = 1 + i % 5;
+    std::vector<Pt> sampled;
+    seg.Pixelate(sampled, PM_BRESENHAM, step, -1);
+    std::vector<Pt> expected;
+    for (size_t k = 0; k < all.size(); k += step) expected.push_back(all[k]);
+    if (!(expected.back() == b)) expected.push_back(b);
+    EXPECT_EQ(sampled, expected) << i;
+  }
+}
+
+TEST(SegmentPixelate, FourConnectedChainFollowsTheLine) {
+  std::vector<Pt> out;
+  Seg(Pt(0, 0), Pt(2, 1)).Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}, {1, 0}, {1, 1}, {2, 1}}));
+  out.clear();
+  Seg(Pt(0, 0), Pt(0, 0)).Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}}));
+  out.clear();
+  Seg(Pt(5, 5), Pt(5, 8)).Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
+  EXPECT_EQ(out, testing_util::Points({{5, 5}, {5, 6}, {5, 7}, {5, 8}}));
+
+  std::mt19937 random(17);
+  std::uniform_int_distribution<int> c(0, 2000);
+  for (int i = 0; i < 2000; ++i) {
+    const Pt a(c(random), c(random));
+    const Pt b = i % 4 == 0 ? Pt(a.x + i % 9, a.y + c(random) % 5) : Pt(c(random), c(random));
+    std::vector<Pt> chain;
+    Seg(a, b).Pixelate(chain, PM_FOUR_CONNECTED, 0, 0);
+    ASSERT_FALSE(chain.empty());
+    EXPECT_EQ(chain.front(), a) << i;
+    EXPECT_EQ(chain.back(), b) << i;
+    const double length = std::hypot(b.x - a.x, b.y - a.y);
+    for (size_t k = 1; k < chain.size(); ++k) {
+      const int step =
+          std::abs(chain[k].x - chain[k - 1].x) + std::abs(chain[k].y - chain[k - 1].y);
+      ASSERT_EQ(step, 1) << i << " at " << k;
+      const double cross =
+          (b.x - a.x) * double(chain[k].y - a.y) - (b.y - a.y) * double(chain[k].x - a.x);
+      EXPECT_LE(std::fabs(cross) / length, 1.0) << i << " at " << k;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace norvane

@@ -1,0 +1,279 @@
+// Properties of the quadrilateral on many random convex quads, against independent
+// double-precision geometry written here.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "geometry_test_util.h"
+#include "norvane/basic_structures/transform_matrix.h"
+#include "norvane/geometry/quad.h"
+
+namespace norvane {
+namespace {
+
+using testing_util::Pt;
+
+struct DPoint {
+  double x, y;
+};
+
+// (b - a) x (p - a): positive when p is on the inner side of the edge a -> b of a
+// clockwise (on screen) polygon.
+double Cross(const DPoint& a, const DPoint& b, const DPoint& p) {
+  return (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
+}
+
+bool StrictlyConvexClockwise(const Pt* p) {
+  for (int i = 0; i < 4; ++i) {
+    const Pt& a = p[i];
+    const Pt& b = p[(i + 1) % 4];
+    const Pt& c = p[(i + 2) % 4];
+    const long long turn =
+        (long long)(b.x - a.x) * (c.y - b.y) - (long long)(c.x - b.x) * (b.y - a.y);
+    if (turn <= 0) return false;
+  }
+  return true;
+}
+
+// A random strictly convex quad, clockwise on screen: four increasing angles on an
+// ellipse (angles grow clockwise when y points down).
+void RandomConvexQuad(std::mt19937& random, int centreRange, int minRadius, int maxRadius,
+                      Pt* out) {
+  // Centres keep the whole quad at non-negative coordinates.
+  std::uniform_int_distribution<int> centre(maxRadius + 1, maxRadius + 1 + centreRange);
+  std::uniform_int_distribution<int> radius(minRadius, maxRadius);
+  std::uniform_real_distribution<double> angle(0.0, 2 * M_PI);
+  for (;;) {
+    const double cx = centre(random), cy = centre(random);
+    const double rx = radius(random), ry = radius(random);
+    double a[4];
+    for (double& v : a) v = angle(random);
+    std::sort(a, a + 4);
+    for (int k = 0; k < 4; ++k) {
+      out[k] = Pt(static_cast<int>(std::lround(cx + rx * std::cos(a[k]))),
+                  static_cast<int>(std::lround(cy + ry * std::sin(a[k]))));
+    }
+    if (StrictlyConvexClockwise(out)) return;
+  }
+}
+
+std::vector<DPoint> ToDouble(const Pt* p, int n) {
+  std::vector<DPoint> out;
+  for (int k = 0; k < n; ++k) out.push_back({double(p[k].x), double(p[k].y)});
+  return out;
+}
+
+// Exact clipping of a convex polygon by a convex clockwise one.
+std::vector<DPoint> Intersect(std::vector<DPoint> subject, const std::vector<DPoint>& clip) {
+  for (size_t e = 0; e < clip.size() && !subject.empty(); ++e) {
+    const DPoint& a = clip[e];
+    const DPoint& b = clip[(e + 1) % clip.size()];
+    std::vector<DPoint> next;
+    for (size_t k = 0; k < subject.size(); ++k) {
+      const DPoint& p = subject[k];
+      const DPoint& q = subject[(k + 1) % subject.size()];
+      const double cp = Cross(a, b, p), cq = Cross(a, b, q);
+      if (cp >= 0) next.push_back(p);
+      if ((cp >= 0) != (cq >= 0)) {
+        const double t = cp / (cp - cq);
+        next.push_back({p.x + t * (q.x - p.x), p.y + t * (q.y - p.y)});
+      }
+    }
+    subject.swap(next);
+  }
+  return subject;
+}
+
+double Area(const std::vector<DPoint>& p) {
+  double sum = 0;
+  for (size_t k = 0; k < p.size(); ++k) {
+    const DPoint& a = p[k];
+    const DPoint& b = p[(k + 1) % p.size()];
+    sum += a.x * b.y - b.x * a.y;
+  }
+  return std::fabs(sum) / 2;
+}
+
+double Perimeter(const std::vector<DPoint>& p) {
+  double sum = 0;
+  for (size_t k = 0; k < p.size(); ++k) {
+    const DPoint& a = p[k];
+    const DPoint& b = p[(k + 1) % p.size()];
+    sum += std::hypot(b.x - a.x, b.y - a.y);
+  }
+  return sum;
+}
+
+// How far inside the quad the point lies: the smallest distance to an edge line,
+// negative outside.
+double Depth(const Pt* q, const Pt& p) {
+  double depth = 1e300;
+  for (int i = 0; i < 4; ++i) {
+    const DPoint a{double(q[i].x), double(q[i].y)};
+    const DPoint b{double(q[(i + 1) % 4].x), double(q[(i + 1) % 4].y)};
+    depth =
+        std::min(depth, Cross(a, b, {double(p.x), double(p.y)}) / std::hypot(b.x - a.x, b.y - a.y));
+  }
+  return depth;
+}
+
+bool Less(const Pt& a, const Pt& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; }
+
+std::vector<Pt> Sorted(std::vector<Pt> v) {
+  std::sort(v.begin(), v.end(), Less);
+  return v;
+}
+
+TEST(QuadProperty, SetVerticesToClockWiseOrdersShuffledConvexQuads) {
+  std::mt19937 random(21);
+  for (int trial = 0; trial < 5000; ++trial) {
+    Pt q[4];
+    RandomConvexQuad(random, 4000, 1, 2000, q);
+    Pt p[4];
+    std::copy(q, q + 4, p);
+    std::shuffle(p, p + 4, random);
+    const int start = trial % 5 - 1;  // -1, 0, 1, 2, 3
+    int expectedFirst = start;
+    if (start == -1) {
+      expectedFirst = 0;
+      for (int k = 1; k < 4; ++k) {
+        if (p[k].x + p[k].y < p[expectedFirst].x + p[expectedFirst].y) expectedFirst = k;
+      }
+    }
+    const Pt first = p[expectedFirst];
+    Pt sorted[4];
+    std::copy(p, p + 4, sorted);
+    TQ_Quad::SetVerticesToClockWise(sorted, start);
+    ASSERT_TRUE(StrictlyConvexClockwise(sorted)) << trial;
+    EXPECT_EQ(sorted[0], first) << trial;
+    EXPECT_EQ(Sorted(std::vector<Pt>(sorted, sorted + 4)), Sorted(std::vector<Pt>(q, q + 4)));
+  }
+}
+
+TEST(QuadProperty, OverlappingAreaMatchesExactIntersection) {
+  std::mt19937 random(23);
+  int overlapping = 0;
+  for (int trial = 0; trial < 4000; ++trial) {
+    Pt a[4], b[4];
+    RandomConvexQuad(random, 3000, 1, 1500, a);
+    RandomConvexQuad(random, 3000, 1, 1500, b);
+    const std::vector<DPoint> exact = Intersect(ToDouble(b, 4), ToDouble(a, 4));
+    const double expected = exact.size() >= 3 ? Area(exact) : 0.0;
+    const TQ_Quad qa(a), qb(b);
+    const double actual = qa.CalcOverlappingAreaWithOtherQuad(&qb);
+    // Intersection points are rounded to whole pixels and points within one pixel
+    // of a clip line are kept: the boundary may move by up to about a pixel.
+    const double tolerance = 4.0 + 1.0 * (exact.size() >= 3 ? Perimeter(exact) : 0.0);
+    EXPECT_NEAR(actual, expected, tolerance) << trial;
+    if (expected > 0) ++overlapping;
+  }
+  EXPECT_GT(overlapping, 500);
+}
+
+TEST(QuadProperty, AllPixelsAtFullResolutionCoverTheInterior) {
+  std::mt19937 random(29);
+  for (int trial = 0; trial < 300; ++trial) {
+    Pt q[4];
+    RandomConvexQuad(random, 4000, 1, trial < 30 ? 8 : 150, q);
+    const TQ_Quad quad(q);
+    std::vector<Pt> produced;
+    const int longest = quad.GetAllPixels(produced, PM_BRESENHAM, 0, -1, -1);
+    ASSERT_LE(produced.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(0, -1, -1)));
+    const std::vector<Pt> sorted = Sorted(produced);
+    ASSERT_TRUE(std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end())
+        << "duplicate point, trial " << trial;
+    for (const Pt& p : produced) ASSERT_GE(Depth(q, p), -1.0) << trial << " " << p.x << "," << p.y;
+
+    int minX = q[0].x, maxX = q[0].x, minY = q[0].y, maxY = q[0].y;
+    for (const Pt& v : q) {
+      minX = std::min(minX, v.x), maxX = std::max(maxX, v.x);
+      minY = std::min(minY, v.y), maxY = std::max(maxY, v.y);
+    }
+    int required = 0;
+    for (int y = minY; y <= maxY; ++y) {
+      for (int x = minX; x <= maxX; ++x) {
+        if (Depth(q, Pt(x, y)) < 1.0) continue;
+        ++required;
+        ASSERT_TRUE(std::binary_search(sorted.begin(), sorted.end(), Pt(x, y), Less))
+            << "missing " << x << "," << y << " trial " << trial;
+      }
+    }
+    // The longest run is at least the widest row of required points.
+    if (required > 0) {
+      EXPECT_GE(longest, 1);
+    }
+
+    // Mode 1 only widens the spans, by less than a pixel beyond the boundary.
+    std::vector<Pt> widened;
+    quad.GetAllPixels(widened, PM_FOUR_CONNECTED, 0, -1, -1);
+    const std::vector<Pt> sortedWide = Sorted(widened);
+    ASSERT_TRUE(
+        std::includes(sortedWide.begin(), sortedWide.end(), sorted.begin(), sorted.end(), Less))
+        << trial;
+    for (const Pt& p : widened) ASSERT_GE(Depth(q, p), -1.0) << trial;
+
+    // Image bounds keep every in-image point and nothing outside the image.
+    const int width = std::uniform_int_distribution<int>(1, maxX + 2)(random);
+    const int height = std::uniform_int_distribution<int>(1, maxY + 2)(random);
+    std::vector<Pt> bounded;
+    quad.GetAllPixels(bounded, PM_BRESENHAM, 0, width, height);
+    const std::vector<Pt> sortedBounded = Sorted(bounded);
+    for (const Pt& p : bounded) {
+      ASSERT_TRUE(p.x >= 0 && p.x < width && p.y >= 0 && p.y < height) << trial;
+    }
+    for (const Pt& p : produced) {
+      if (p.x < width && p.y < height) {
+        ASSERT_TRUE(std::binary_search(sortedBounded.begin(), sortedBounded.end(), p, Less))
+            << trial;
+      }
+    }
+  }
+}
+
+TEST(QuadProperty, CoarseGridStaysWithinTheBandsAndReserve) {
+  std::mt19937 random(31);
+  long long missing = 0, total = 0;
+  for (int trial = 0; trial < 150; ++trial) {
+    Pt q[4];
+    RandomConvexQuad(random, 4000, 2, 250, q);
+    const TQ_Quad quad(q);
+    for (int shift = 1; shift <= 3; ++shift) {
+      std::vector<Pt> coarse;
+      quad.GetAllPixels(coarse, PM_BRESENHAM, shift, -1, -1);
+      ASSERT_LE(coarse.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(shift, -1, -1)));
+      const std::vector<Pt> sorted = Sorted(coarse);
+      ASSERT_TRUE(std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end()) << trial;
+      // Every grid cell produced, with the band up to the next scan line, touches the
+      // quad grown by one pixel.
+      const int cell = 1 << shift;
+      for (const Pt& p : coarse) {
+        double best = -1e300;
+        // The band of a scan line reaches the next scan line.
+        for (int dy = 0; dy <= cell; ++dy) {
+          for (int dx = 0; dx <= cell; ++dx) {
+            best = std::max(best, Depth(q, Pt(p.x * cell + dx, p.y * cell + dy)));
+          }
+        }
+        ASSERT_GE(best, -1.0) << trial << " shift " << shift;
+      }
+      std::vector<Pt> fine;
+      quad.GetAllPixels(fine, PM_BRESENHAM, 0, -1, -1);
+      for (const Pt& p : fine) {
+        ++total;
+        if (!std::binary_search(sorted.begin(), sorted.end(), Pt(p.x >> shift, p.y >> shift),
+                                Less)) {
+          ++missing;
+        }
+      }
+    }
+  }
+  // Bands cover nearly everything: only corners whose edges begin and end within
+  // one band can be missed.
+  EXPECT_LT(missing * 10000, total);
+}
+
+}  // namespace
+}  // namespace norvane

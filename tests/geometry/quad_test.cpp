@@ -1,0 +1,285 @@
+// The working quadrilateral: vertex order, measures, caches, overlap and pixels.
+#include "norvane/geometry/quad.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "geometry_test_util.h"
+#include "norvane/basic_structures/transform_matrix.h"
+#include "norvane/core/hash_algorithm.h"
+
+namespace norvane {
+namespace {
+
+using testing_util::Points;
+using testing_util::Pt;
+
+TQ_Quad MakeQuad(Pt a, Pt b, Pt c, Pt d) {
+  const Pt p[4] = {a, b, c, d};
+  return TQ_Quad(p);
+}
+
+TQ_Quad Square(int x, int y, int side) {
+  return MakeQuad(Pt(x, y), Pt(x + side, y), Pt(x + side, y + side), Pt(x, y + side));
+}
+
+std::vector<Pt> Vertices(const TQ_Quad& q) {
+  return std::vector<Pt>(q.GetVertices(), q.GetVertices() + 4);
+}
+
+TEST(QuadOrder, ClockWiseReorderAndLeftUpCorner) {
+  Pt p[4] = {Pt(10, 10), Pt(0, 10), Pt(0, 0), Pt(10, 0)};
+  TQ_Quad::SetVerticesToClockWise(p, -1);
+  EXPECT_EQ(std::vector<Pt>(p, p + 4), Points({{0, 0}, {10, 0}, {10, 10}, {0, 10}}));
+  Pt diamond[4] = {Pt(5, 0), Pt(0, 5), Pt(10, 5), Pt(5, 10)};
+  TQ_Quad::SetVerticesToClockWise(diamond, -1);
+  EXPECT_EQ(std::vector<Pt>(diamond, diamond + 4), Points({{5, 0}, {10, 5}, {5, 10}, {0, 5}}));
+  Pt fromTwo[4] = {Pt(0, 0), Pt(10, 0), Pt(10, 10), Pt(0, 10)};
+  TQ_Quad::SetVerticesToClockWise(fromTwo, 2);  // a swap, then clockwise from (10,10)
+  EXPECT_EQ(fromTwo[0], Pt(10, 10));
+  EXPECT_TRUE(IsPointsClockWise(fromTwo));
+
+  const Pt a[4] = {Pt(0, 10), Pt(10, 0), Pt(20, 20), Pt(3, 3)};
+  EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(a), 3);
+  const Pt tie[4] = {Pt(0, 10), Pt(10, 0), Pt(20, 20), Pt(30, 30)};
+  EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(tie), 0);
+  const Pt far[4] = {Pt(50000, 49999), Pt(50000, 50000), Pt(99999, 0), Pt(0, 99999)};
+  EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(far), -1);
+}
+
+TEST(QuadShape, ConvexityAnglesAndPointPositions) {
+  const TQ_Quad square = Square(0, 0, 10);
+  EXPECT_TRUE(square.IsConvex());
+  EXPECT_TRUE(square.IsClockwise());
+  EXPECT_TRUE(MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)).IsConvex());
+  EXPECT_FALSE(MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)).IsClockwise());
+  EXPECT_FALSE(MakeQuad(Pt(0, 0), Pt(5, 0), Pt(10, 0), Pt(10, 10)).IsConvex());
+  EXPECT_FALSE(MakeQuad(Pt(0, 0), Pt(10, 10), Pt(10, 0), Pt(0, 10)).IsConvex());
+  EXPECT_FALSE(MakeQuad(Pt(0, 0), Pt(10, 5), Pt(0, 10), Pt(3, 5)).IsConvex());
+
+  const int* angles = square.GetInteriorAngles();
+  EXPECT_EQ(std::vector<int>(angles, angles + 4), std::vector<int>({90, 90, 90, 90}));
+  const TQ_Quad slanted = MakeQuad(Pt(0, 0), Pt(10, 0), Pt(15, 10), Pt(5, 10));
+  angles = slanted.GetInteriorAngles();
+  EXPECT_EQ(std::vector<int>(angles, angles + 4), std::vector<int>({63, 117, 63, 117}));
+
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(5, 5), 1), 4);
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(5, 0), 1), 0);
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(10, 5), 1), 1);
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(15, 0), 1), 5);
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(0, 0), 1), 0);
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(0, 0), 2), 5);  // both products 0
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(5, 1), 2), 0);  // strictly between in x
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(-3, 5), 1), 5);
+  EXPECT_EQ(square.CalcPointPositionRelation(Pt(5, 11), 3), 2);
+  Pt inside(3, 7), onEdge(0, 7);
+  EXPECT_TRUE(square.IsPointInQuadrilateral(&inside));
+  EXPECT_FALSE(square.IsPointInQuadrilateral(&onEdge));
+  // A counter-clockwise quad has no inside.
+  EXPECT_EQ(
+      MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)).CalcPointPositionRelation(Pt(5, 5), 1),
+      5);
+  EXPECT_EQ(square.GetCenterPoint(), Pt(5, 5));
+  EXPECT_EQ(MakeQuad(Pt(0, 0), Pt(3, 0), Pt(3, 1), Pt(0, 1)).GetCenterPoint(), Pt(2, 1));
+  EXPECT_EQ(MakeQuad(Pt(0, 0), Pt(-3, 0), Pt(-3, -1), Pt(0, -1)).GetCenterPoint(), Pt(-2, -1));
+  EXPECT_FLOAT_EQ(MakeQuad(Pt(0, 0), Pt(20, 0), Pt(20, 10), Pt(0, 10)).GetOrientationLength(),
+                  20.0f);
+  EXPECT_FLOAT_EQ(MakeQuad(Pt(0, 0), Pt(20, 0), Pt(20, 10), Pt(0, 10)).GetVerticalLength(), 10.0f);
+}
+
+TEST(QuadArea, RealLengthHeronWithBoundsAndDegenerateEdges) {
+  EXPECT_EQ(Square(0, 0, 10).GetArea(-1, -1), 100);
+  EXPECT_EQ(MakeQuad(Pt(0, 0), Pt(40, 0), Pt(40, 30), Pt(0, 30)).GetArea(-1, -1), 1200);
+  EXPECT_EQ(Square(0, 0, 1000).GetArea(), 999998);  // 499999.999.. truncated, twice
+  const TQ_Quad zeroEdge = MakeQuad(Pt(0, 0), Pt(0, 0), Pt(10, 10), Pt(0, 10));
+  EXPECT_EQ(zeroEdge.GetArea(), 0);
+  // Folded order: the two triangles are subtracted.
+  EXPECT_EQ(MakeQuad(Pt(0, 0), Pt(10, 10), Pt(10, 0), Pt(0, 10)).GetArea(), 0);
+  // Wholly outside the image: 0, and not cached.
+  const TQ_Quad away = Square(100, 100, 10);
+  EXPECT_EQ(away.GetArea(50, 50), 0);
+  EXPECT_EQ(away.GetArea(-1, 50), 100);
+  EXPECT_EQ(away.GetArea(50, 50), 100);  // now cached
+  EXPECT_EQ(Square(-20, 5, 10).GetArea(50, 50), 0);
+  EXPECT_EQ(Square(-10, 5, 10).GetArea(50, 50), 100);  // touches x = 0
+}
+
+TEST(QuadCaches, MutationsResetExactlyTheirCaches) {
+  TQ_Quad q = Square(0, 0, 10);
+  EXPECT_EQ(q.GetArea(), 100);
+  EXPECT_EQ(q.GetCenterPoint(), Pt(5, 5));
+  // TranslateEdge and CalcIntersectionsOfEdges reset nothing: the area is stale.
+  q.TranslateEdge(QEI_1, QETD_OUTWARD, 10);
+  q.CalcIntersectionsOfEdges();
+  EXPECT_EQ(Vertices(q), Points({{0, 0}, {20, 0}, {20, 10}, {0, 10}}));
+  EXPECT_EQ(q.GetArea(), 100);
+  EXPECT_EQ(q.GetCenterPoint(), Pt(5, 5));
+  q.InitQuad();
+  EXPECT_EQ(q.GetArea(), 198);  // the diagonal's float length rounds down
+  EXPECT_EQ(q.GetCenterPoint(), Pt(10, 5));
+  q.TranslateEdge(QEI_2, QETD_INWARD, 4);
+  q.CalcIntersectionsOfEdges();
+  EXPECT_EQ(q.GetVertex(2), Pt(20, 6));
+
+  // A counter-clockwise quad keeps the meaning of inward.
+  TQ_Quad ccw = MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0));
+  ccw.TranslateEdge(QEI_0, QETD_INWARD, 3);
+  ccw.CalcIntersectionsOfEdges();
+  EXPECT_EQ(ccw.GetVertex(0), Pt(0, 7));
+
+  // ExpandQuad resets centre and area, keeps the angles; grows clockwise quads.
+  TQ_Quad grown = Square(0, 0, 10);
+  grown.GetArea();
+  grown.GetInteriorAngles();
+  grown.ExpandQuad(5);
+  EXPECT_EQ(Vertices(grown), Points({{-5, -5}, {15, -5}, {15, 15}, {-5, 15}}));
+  EXPECT_EQ(grown.GetArea(), 400);
+  EXPECT_EQ(grown.GetCenterPoint(), Pt(5, 5));
+  grown.ExpandQuad(-5, 2);
+  EXPECT_EQ(Vertices(grown), Points({{0, -7}, {10, -7}, {10, 17}, {0, 17}}));
+  TQ_Quad shrunk = MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0));
+  shrunk.ExpandQuad(2);
+  EXPECT_EQ(Vertices(shrunk), Points({{2, 8}, {8, 8}, {8, 2}, {2, 2}}));
+
+  // ReorderVertices rotates vertices, angles and edges and keeps area and centre.
+  TQ_Quad slanted = MakeQuad(Pt(0, 0), Pt(10, 0), Pt(15, 10), Pt(5, 10));
+  slanted.GetInteriorAngles();
+  const int area = slanted.GetArea();
+  slanted.ReorderVertices(QVI_1);
+  EXPECT_EQ(Vertices(slanted), Points({{10, 0}, {15, 10}, {5, 10}, {0, 0}}));
+  const int* angles = slanted.GetInteriorAngles();
+  EXPECT_EQ(std::vector<int>(angles, angles + 4), std::vector<int>({117, 63, 117, 63}));
+  EXPECT_EQ(slanted.GetEdge(0).GetStartPoint(), Pt(10, 0));
+  EXPECT_EQ(slanted.GetEdge(0).CalcAngle(), 63);
+  EXPECT_EQ(slanted.GetEdge(3).GetEndPoint(), Pt(10, 0));
+  EXPECT_EQ(slanted.GetArea(), area);
+  slanted.ReorderVertices(static_cast<TQ_Quad_Vertex_Index>(4));
+  EXPECT_EQ(slanted.GetVertex(0), Pt(10, 0));
+
+  // SetVertices resets all caches.
+  slanted.SetVertices(Square(0, 0, 20).GetVertices());
+  EXPECT_EQ(slanted.GetArea(), 400);
+  angles = slanted.GetInteriorAngles();
+  EXPECT_EQ(angles[1], 90);
+  EXPECT_EQ(slanted.GetCenterPoint(), Pt(10, 10));
+}
+
+TEST(QuadConstruction, LinesCopiesAndRotatedCopies) {
+  const TQ_LineSegmentEnhanced lines[4] = {TQ_LineSegmentEnhanced(Pt(-100, 2), Pt(100, 2)),
+                                           TQ_LineSegmentEnhanced(Pt(30, -50), Pt(30, 70)),
+                                           TQ_LineSegmentEnhanced(Pt(90, 20), Pt(-90, 20)),
+                                           TQ_LineSegmentEnhanced(Pt(1, 99), Pt(1, -99))};
+  const TQ_Quad fromLines(lines);
+  EXPECT_EQ(Vertices(fromLines), Points({{1, 2}, {30, 2}, {30, 20}, {1, 20}}));
+  EXPECT_EQ(fromLines.GetEdge(0).GetEndPoint(), Pt(30, 2));
+  EXPECT_TRUE(fromLines.IsClockwise());
+
+  TQ_Quad original = Square(0, 0, 10);
+  original.CalcHashID();
+  original.GetArea();
+  const TQ_Quad copy(original);
+  EXPECT_FALSE(copy.GetIdStruct().isSet);
+  EXPECT_EQ(copy.GetArea(), 100);
+  TQ_Quad assigned = Square(5, 5, 1);
+  assigned.toString();
+  assigned = original;
+  EXPECT_FALSE(assigned.GetIdStruct().isSet);
+  EXPECT_EQ(assigned.GetText(), "(5,5) (6,5) (6,6) (5,6)");
+  EXPECT_EQ(Vertices(assigned), Vertices(original));
+
+  const TQ_Quad rotated(MakeQuad(Pt(0, 0), Pt(10, 0), Pt(15, 10), Pt(5, 10)), QVI_2);
+  EXPECT_EQ(Vertices(rotated), Points({{15, 10}, {5, 10}, {0, 0}, {10, 0}}));
+  EXPECT_EQ(rotated.GetEdge(0).GetEndPoint(), Pt(5, 10));
+}
+
+TEST(QuadOverlap, VertexAndCentreTestsWithExpansion) {
+  const TQ_Quad a = Square(0, 0, 10);
+  EXPECT_TRUE(a.IsOverlapWithOtherQuad(Square(10, 0, 10), 0.0f));  // shared edge
+  EXPECT_FALSE(a.IsOverlapWithOtherQuad(Square(13, 0, 10), 0.0f));
+  EXPECT_TRUE(a.IsOverlapWithOtherQuad(Square(13, 0, 10), 0.5f));   // both grow by 5
+  EXPECT_FALSE(a.IsOverlapWithOtherQuad(Square(13, 0, 10), 0.1f));  // by 1 only
+  EXPECT_TRUE(a.IsOverlapWithOtherQuad(Square(2, 2, 4), 0.0f));     // contained
+  EXPECT_FALSE(a.IsOverlapWithOtherQuad(Square(8, 0, 10), -0.3f));  // shrunk by 3
+  // A thin cross has no vertex or centre in the other: not overlapping.
+  const TQ_Quad wide = MakeQuad(Pt(0, 10), Pt(100, 10), Pt(100, 12), Pt(0, 12));
+  const TQ_Quad tall = MakeQuad(Pt(30, 0), Pt(32, 0), Pt(32, 100), Pt(30, 100));
+  EXPECT_FALSE(wide.IsOverlapWithOtherQuad(tall, 0.0f));
+
+  EXPECT_FLOAT_EQ(a.CalcOverlappingAreaWithOtherQuad(&a), 100.0f);
+  const TQ_Quad far = Square(30, 30, 10);
+  EXPECT_FLOAT_EQ(a.CalcOverlappingAreaWithOtherQuad(&far), 0.0f);
+  const TQ_Quad half = Square(5, 0, 10);
+  EXPECT_FLOAT_EQ(a.CalcOverlappingAreaWithOtherQuad(&half), 50.0f);
+  const TQ_Quad diamond = MakeQuad(Pt(5, -3), Pt(13, 5), Pt(5, 13), Pt(-3, 5));
+  EXPECT_FLOAT_EQ(a.CalcOverlappingAreaWithOtherQuad(&diamond), 100.0f - 4 * 2.0f);
+  EXPECT_FLOAT_EQ(diamond.CalcOverlappingAreaWithOtherQuad(&a), 100.0f - 4 * 2.0f);
+  EXPECT_FLOAT_EQ(wide.CalcOverlappingAreaWithOtherQuad(&tall), 4.0f);
+}
+
+TEST(QuadPixels, ReserveSizeDegenerateAndCoarseGrid) {
+  const TQ_Quad nine = Square(0, 0, 9);
+  EXPECT_EQ(nine.GetAllPixelsReserveSize(1, -1, -1), 25);
+  EXPECT_EQ(nine.GetAllPixelsReserveSize(0, -1, -1), 100);
+  EXPECT_EQ(nine.GetAllPixelsReserveSize(0, 5, 5), 100);  // not limited to the image
+  EXPECT_EQ(Square(20, 0, 9).GetAllPixelsReserveSize(0, 10, 10), 0);
+
+  std::vector<Pt> out;
+  EXPECT_EQ(
+      MakeQuad(Pt(7, 9), Pt(7, 9), Pt(7, 9), Pt(7, 9)).GetAllPixels(out, PM_BRESENHAM, 1, -1, -1),
+      1);
+  EXPECT_EQ(out, Points({{3, 4}}));
+  out.clear();
+  EXPECT_EQ(Square(20, 0, 9).GetAllPixels(out, PM_BRESENHAM, 0, 10, 10), 0);
+  EXPECT_TRUE(out.empty());
+
+  // An axis-aligned square on a grid of 4: rows 0, 4 and 8, columns 0 to 2.
+  EXPECT_EQ(Square(0, 0, 10).GetAllPixels(out, PM_BRESENHAM, 2, -1, -1), 3);
+  EXPECT_EQ(out, Points({{0, 0}, {1, 0}, {2, 0}, {0, 1}, {1, 1}, {2, 1}, {0, 2}, {1, 2}, {2, 2}}));
+  // Full resolution: 11 x 11 points, rows in order.
+  out.clear();
+  EXPECT_EQ(Square(0, 0, 10).GetAllPixels(out, PM_BRESENHAM, 0, -1, -1), 11);
+  ASSERT_EQ(out.size(), 121u);
+  EXPECT_EQ(out[12], Pt(1, 1));
+  // Image bounds cut the scan range and clamp the spans.
+  out.clear();
+  EXPECT_EQ(Square(-5, -5, 10).GetAllPixels(out, PM_BRESENHAM, 0, 3, 4), 3);
+  EXPECT_EQ(out.size(), 12u);
+  EXPECT_EQ(out.back(), Pt(2, 3));
+  // A wide quad scans columns: the first points share x = 0.
+  out.clear();
+  MakeQuad(Pt(0, 0), Pt(20, 0), Pt(20, 3), Pt(0, 3)).GetAllPixels(out, PM_BRESENHAM, 0, -1, -1);
+  EXPECT_EQ(std::vector<Pt>(out.begin(), out.begin() + 5),
+            Points({{0, 0}, {0, 1}, {0, 2}, {0, 3}, {1, 0}}));
+  // Mode 1 widens the spans: on row 1 the crossing 1.9 starts at 1 (mode 0 rounds
+  // to 2); ends move out by up to 0.9.
+  const TQ_Quad thin = MakeQuad(Pt(2, 0), Pt(7, 0), Pt(8, 10), Pt(1, 10));
+  out.clear();
+  thin.GetAllPixels(out, PM_BRESENHAM, 0, -1, -1);
+  std::vector<Pt> wide;
+  thin.GetAllPixels(wide, PM_FOUR_CONNECTED, 0, -1, -1);
+  EXPECT_EQ(std::vector<Pt>(out.begin() + 6, out.begin() + 12),
+            Points({{2, 1}, {3, 1}, {4, 1}, {5, 1}, {6, 1}, {7, 1}}));
+  EXPECT_EQ(wide[6], Pt(1, 1));  // row 0 is the top edge, x 2..7
+  EXPECT_GT(wide.size(), out.size());
+}
+
+TEST(QuadText, ToStringAndHashId) {
+  TQ_Quad q = Square(0, 0, 10);
+  EXPECT_EQ(q.toString(), "(0,0) (10,0) (10,10) (0,10)");
+  EXPECT_EQ(q.GetText(), "(0,0) (10,0) (10,10) (0,10)");
+  q.CalcHashID();
+  const std::string text = "(0,0) (10,0) (10,10) (0,10)";
+  TQRef<TQArray<char>> expected = TQHashAlgorithm::GenerateHash(text.data(), text.size());
+  EXPECT_TRUE(q.GetIdStruct().isSet);
+  EXPECT_EQ(q.GetIdStruct().GetValue(), expected->GetData());
+  q.SetVertices(Square(-1, -2, 3).GetVertices());
+  q.CalcHashID();
+  EXPECT_EQ(q.GetIdStruct().GetValue(), expected->GetData());  // kept once set
+  EXPECT_EQ(q.toString(), "(-1,-2) (2,-2) (2,1) (-1,1)");
+}
+
+}  // namespace
+}  // namespace norvane
