@@ -40,11 +40,14 @@
 // Task-graph runtime.
 #include "norvane/task_runtime/data_manager_pool.h"
 #include "norvane/task_runtime/dependency_graph.h"
+#include "norvane/task_runtime/region_object.h"
 #include "norvane/task_runtime/semantic_processor.h"
 #include "norvane/task_runtime/source_image_object.h"
 #include "norvane/task_runtime/target_roi_def.h"
+#include "norvane/task_runtime/task_output.h"
 #include "norvane/task_runtime/task_setting.h"
 #include "norvane/task_runtime/task_types.h"
+#include "norvane/task_runtime/task_unit.h"
 
 // Geometry: value types, transforms, segments and the working quadrilateral.
 #include "norvane/basic_structures/contour.h"
@@ -57,5 +60,10 @@
 #include "norvane/geometry/line_segment.h"
 #include "norvane/geometry/math_utils.h"
 #include "norvane/geometry/quad.h"
+
+// Intermediate results.
+#include "norvane/intermediate_results/intermediate_result_unit.h"
+#include "norvane/intermediate_results/observation_parameters.h"
+#include "norvane/intermediate_results/text_zone.h"
 
 #endif  // NORVANE_NORVANECORE_H_
