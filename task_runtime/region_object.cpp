@@ -89,8 +89,8 @@ int TQRegionObject::SetLocationWithQuadrilateral(const basic_structures::CQuadri
 
 void TQRegionObject::CalcRegionHashId() {
   if (!regionImage) return;
-  TQObjectBaseIdStruct& imageId = regionImage->GetIdStruct();
-  if (!imageId.isSet) regionImage->CalcHashID();
+  regionImage->CalcHashID();
+  const TQObjectBaseIdStruct& imageId = regionImage->GetIdStruct();
   if (isWholeImage) {
     regionHashId = imageId.GetValue();
     return;

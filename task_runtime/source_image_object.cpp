@@ -15,8 +15,8 @@ TQSourceImageObject::TQSourceImageObject(basic_structures::TQImageData* sourceIm
 TQSourceImageObject::~TQSourceImageObject() = default;
 
 const std::string& TQSourceImageObject::GetHashID() {
-  // The image's id never changes once computed, so it is computed once.
-  if (!image->GetIdStruct().isSet) image->CalcHashID();
+  // The image computes its id once and keeps it; asking again is cheap.
+  image->CalcHashID();
   return image->GetIdStruct().GetValue();
 }
 
