@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "geometry_test_util.h"
 #include "norvane/NorvaneCore.h"
+#include "test_support/geometry_util.h"
 
 namespace norvane {
 namespace {
@@ -17,14 +17,7 @@ using basic_structures::CLineSegment;
 using basic_structures::CQuadrilateral;
 using testing_util::Pt;
 
-CQuadrilateral Quad(Pt a, Pt b, Pt c, Pt d) {
-  CQuadrilateral q;
-  q.points[0] = a;
-  q.points[1] = b;
-  q.points[2] = c;
-  q.points[3] = d;
-  return q;
-}
+CQuadrilateral Quad(Pt a, Pt b, Pt c, Pt d) { return testing_util::CQuad(a, b, c, d); }
 
 void Identity(double* m) { ResetTransformMatrix(m); }
 

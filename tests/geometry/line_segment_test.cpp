@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "geometry/angle_table.h"
-#include "geometry_test_util.h"
+#include "test_support/geometry_util.h"
 
 namespace norvane {
 namespace {

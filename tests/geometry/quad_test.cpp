@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "geometry_test_util.h"
 #include "norvane/basic_structures/transform_matrix.h"
 #include "norvane/core/hash_algorithm.h"
+#include "test_support/geometry_util.h"
 
 namespace norvane {
 namespace {
