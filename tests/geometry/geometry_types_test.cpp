@@ -22,23 +22,21 @@ CQuadrilateral Quad(Pt a, Pt b, Pt c, Pt d) { return testing_util::CQuad(a, b, c
 void Identity(double* m) { ResetTransformMatrix(m); }
 
 TEST(TransformMatrix, IdentityToleranceIsOneSided) {
-  double m[9];
-  Identity(m);
-  EXPECT_TRUE(IsIdentityTransformMatrix(m));
-  m[5] = 1000.0;  // above the identity's 0: accepted
-  EXPECT_TRUE(IsIdentityTransformMatrix(m));
-  m[5] = -0.00001;  // 0 - (-0.00001) reaches the tolerance
-  EXPECT_FALSE(IsIdentityTransformMatrix(m));
-  Identity(m);
-  m[0] = 0.9999;
-  EXPECT_FALSE(IsIdentityTransformMatrix(m));
-  m[0] = 0.99999;  // 1 - 0.99999 is just below 1e-5 in double arithmetic
-  EXPECT_TRUE(IsIdentityTransformMatrix(m));
-  Identity(m);
-  m[8] = 7.0;
-  EXPECT_TRUE(IsIdentityTransformMatrix(m));
-  m[7] = -1.0;
-  EXPECT_FALSE(IsIdentityTransformMatrix(m));
+  // One element changed from the identity: accepted when the element is above the
+  // identity's value or below it by less than 1e-5 (in double arithmetic).
+  const struct {
+    int index;
+    double value;
+    bool identity;
+  } cases[] = {{5, 1000.0, true},  {5, -0.00001, false}, {0, 0.9999, false},
+               {0, 0.99999, true}, {8, 7.0, true},       {7, -1.0, false}};
+  for (const auto& c : cases) {
+    double m[9];
+    Identity(m);
+    EXPECT_TRUE(IsIdentityTransformMatrix(m));
+    m[c.index] = c.value;
+    EXPECT_EQ(IsIdentityTransformMatrix(m), c.identity) << c.index << " " << c.value;
+  }
 }
 
 TEST(TransformMatrix, InverseAndProductAgreeOnRandomMatrices) {

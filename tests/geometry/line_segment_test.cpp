@@ -228,25 +228,27 @@ TEST(SegmentLines, EquationInterceptsAndSides) {
 }
 
 TEST(SegmentAngles, BetweenLinesAndPositionStatus) {
-  const Seg ten(Pt(0, 0), 10, 5.0f);
-  const Seg threeFifty(Pt(0, 0), 350, 5.0f);
-  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, AD_360), 340);
-  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, AD_180), 20);
-  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, AD_90), 20);
-  EXPECT_EQ(ten.CalcAngleBetweenLines(threeFifty, static_cast<TQ_Angle_Domain>(45)), 0);
-  EXPECT_EQ(threeFifty.CalcAngleBetweenLines(ten, AD_360), 20);
-  const Seg twoHundred(Pt(0, 0), 200, 5.0f);
-  EXPECT_EQ(ten.CalcAngleBetweenLines(twoHundred, AD_90), 10);
-  EXPECT_EQ(ten.CalcAngleBetweenLines(Seg(Pt(0, 0), 130, 5.0f), AD_90), 60);
+  // {angle a, angle b, domain, angle from a to b}; an unknown domain gives 0.
+  const int between[][4] = {{10, 350, AD_360, 340}, {10, 350, AD_180, 20}, {10, 350, AD_90, 20},
+                            {10, 350, 45, 0},       {350, 10, AD_360, 20}, {10, 200, AD_90, 10},
+                            {10, 130, AD_90, 60}};
+  for (const auto& b : between) {
+    EXPECT_EQ(
+        Seg(Pt(0, 0), b[0], 5.0f)
+            .CalcAngleBetweenLines(Seg(Pt(0, 0), b[1], 5.0f), static_cast<TQ_Angle_Domain>(b[2])),
+        b[3])
+        << b[0] << " " << b[1] << " " << b[2];
+  }
   const TQ_LineSegment plain(Pt(0, 0), Pt(0, 10));
   EXPECT_EQ(Seg(Pt(0, 0), Pt(10, 0)).CalcAngleBetweenLines(plain, AD_360), 90);
 
-  const Seg zero(Pt(0, 0), 0, 5.0f);
-  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 182, 5.0f), 5), 0);
-  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 176, 5.0f), 5), 0);
-  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 93, 5.0f), 5), 1);
-  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 45, 5.0f), 5), -1);
-  EXPECT_EQ(zero.CalcPositionStatusOfInputLine(Seg(Pt(0, 0), 5, 5.0f), 5), -1);
+  // {angle of the input line, status against a line at 0 with tolerance 5}.
+  const int status[][2] = {{182, 0}, {176, 0}, {93, 1}, {45, -1}, {5, -1}};
+  for (const auto& st : status) {
+    EXPECT_EQ(Seg(Pt(0, 0), 0, 5.0f).CalcPositionStatusOfInputLine(Seg(Pt(0, 0), st[0], 5.0f), 5),
+              st[1])
+        << st[0];
+  }
 }
 
 TEST(SegmentIntersection, LinesMeetInsideOrOutsideTheImage) {
