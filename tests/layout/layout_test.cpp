@@ -20,9 +20,8 @@ static_assert(sizeof(TXP_ImageData) == 8 + 4 * sizeof(void*) + 5 * 4, "no paddin
 static_assert(sizeof(TXP_ImageData) == 44, "");
 static_assert(offsetof(TXP_ImageData, width) == 12 && offsetof(TXP_ImageData, height) == 16 &&
                   offsetof(TXP_ImageData, stride) == 20 && offsetof(TXP_ImageData, format) == 24 &&
-                  offsetof(TXP_ImageData, orientation) == 28 &&
-                  offsetof(TXP_ImageData, tag) == 32 && offsetof(TXP_ImageData, userData) == 36 &&
-                  offsetof(TXP_ImageData, release) == 40,
+                  offsetof(TXP_ImageData, orientation) == 28 && offsetof(TXP_ImageData, tag) == 32 &&
+                  offsetof(TXP_ImageData, userData) == 36 && offsetof(TXP_ImageData, release) == 40,
               "");
 static_assert(sizeof(CImageData) == 44, "vtable pointer + the packed members");
 #endif
