@@ -10,7 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include "norvane/basic_structures/json_converter.h"
 #include "norvane/basic_structures/object_ref_pool.h"
 
 namespace norvane {
@@ -192,19 +191,6 @@ TEST(TXPParameterBase, CopyStringToBufferFillsWithoutOverrun) {
   TXPParameterBase::CopyStringToBuffer("q", buffer, 0);
   TXPParameterBase::CopyStringToBuffer("q", nullptr, 5);
   EXPECT_EQ(buffer[0], 't');
-}
-
-TEST(JsonConverter, StyledTextOfTheLastValue) {
-  JsonConverter converter;
-  Json::Value value;
-  value["frame"] = 3;
-  value["labels"].append("a");
-  const std::string text = converter.GetStyledString(value);
-  Json::Value parsed;
-  Json::Reader reader;
-  ASSERT_TRUE(reader.parse(text, parsed));
-  EXPECT_EQ(parsed, value);
-  EXPECT_STREQ(converter.GetStyledString(Json::Value()), "null\n");
 }
 
 }  // namespace

@@ -110,12 +110,9 @@ TEST(TQSemaphore, ProducersAndConsumersBalance) {
 }
 
 TEST(Interlocked, CountsExactlyAcrossThreads) {
-  int zero = 0;
-  EXPECT_EQ(InterlockedIncrement(&zero), 1);
-  zero = 0;
-  EXPECT_EQ(InterlockedDecrement(&zero), -1);
-
   int counter = 0;
+  EXPECT_EQ(InterlockedIncrement(&counter), 1);  // the new value is returned
+  EXPECT_EQ(InterlockedDecrement(&counter), 0);
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&counter, t] {

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "geometry_test_util.h"
+#include "test_support/geometry_util.h"
 
 namespace norvane {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "log/temp_dir.h"
+#include "test_support/temp_dir.h"
 
 namespace norvane {
 namespace {
@@ -85,27 +85,24 @@ TEST(IniIo, TypedGettersUseDefaultsOnlyForAbsentKeys) {
                         "t5 = false\n"
                         "t6 = -3\n"
                         "t7 = 0\n");
-  EXPECT_EQ(ini.GetInt("s", "abc", 5), 0);  // present but not a number: 0, not the default
-  EXPECT_EQ(ini.GetInt("s", "empty", 5), 0);
-  EXPECT_EQ(ini.GetInt("s", "num", 5), 42);
-  EXPECT_EQ(ini.GetInt("s", "neg", 5), -17);
-  EXPECT_EQ(ini.GetInt("s", "lead", 5), 12);
-  EXPECT_EQ(ini.GetInt("s", "huge", 5), 0);  // out of range fails the read
-  EXPECT_EQ(ini.GetInt("s", "real", 5), 2);
-  EXPECT_EQ(ini.GetInt("s", "missing", 5), 5);
+  // Present but not a number (or out of range): 0, not the default.
+  const std::map<std::string, int> ints = {{"abc", 0},   {"empty", 0}, {"num", 42}, {"neg", -17},
+                                           {"lead", 12}, {"huge", 0},  {"real", 2}, {"missing", 5}};
+  for (const auto& e : ints) EXPECT_EQ(ini.GetInt("s", e.first, 5), e.second) << e.first;
   EXPECT_EQ(ini.GetInt("nosection", "num", 5), 5);
 
   EXPECT_DOUBLE_EQ(ini.GetDouble("s", "real", 1.5), 2500.0);
   EXPECT_DOUBLE_EQ(ini.GetDouble("s", "abc", 1.5), 0.0);
   EXPECT_DOUBLE_EQ(ini.GetDouble("s", "missing", 1.5), 1.5);
 
-  EXPECT_TRUE(ini.GetBool("s", "t1", false));
-  EXPECT_FALSE(ini.GetBool("s", "t2", true));
-  EXPECT_FALSE(ini.GetBool("s", "t3", true));
-  EXPECT_TRUE(ini.GetBool("s", "t4", false));
-  EXPECT_FALSE(ini.GetBool("s", "t5", true));
-  EXPECT_TRUE(ini.GetBool("s", "t6", false));
-  EXPECT_FALSE(ini.GetBool("s", "t7", true));
+  // Only "true" and non-zero numbers are true; the default only for absent keys.
+  const std::map<std::string, bool> bools = {{"t1", true}, {"t2", false}, {"t3", false},
+                                             {"t4", true}, {"t5", false}, {"t6", true},
+                                             {"t7", false}};
+  for (const auto& e : bools) {
+    EXPECT_EQ(ini.GetBool("s", e.first, false), e.second) << e.first;
+    EXPECT_EQ(ini.GetBool("s", e.first, true), e.second) << e.first;
+  }
   EXPECT_TRUE(ini.GetBool("s", "missing", true));
   EXPECT_FALSE(ini.GetBool("s", "missing", false));
 }

@@ -47,7 +47,8 @@ TEST(TQSourceImageObject, ErrorsTimeOutAndCheckPoints) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&image, t] {
-      for (int i = 0; i < 250; ++i) image->AddErrorCodeInfo(-10000 - t, "def", nullptr, nullptr, "e");
+      for (int i = 0; i < 250; ++i)
+        image->AddErrorCodeInfo(-10000 - t, "def", nullptr, nullptr, "e");
     });
   }
   for (auto& thread : threads) thread.join();
@@ -157,7 +158,8 @@ struct Buffered : BufferedItemBase {
 struct Collect : basic_structures::BufferedItemSetBase {
   void CopyFromBufferedItemManager(const BufferedItemManager* manager) override
       NO_THREAD_SAFETY_ANALYSIS {
-    const auto* items = manager->GetBufferedItems(static_cast<basic_structures::BufferedItemType>(1));
+    const auto* items =
+        manager->GetBufferedItems(static_cast<basic_structures::BufferedItemType>(1));
     if (items == nullptr) return;
     for (const auto& item : *items) seen.push_back(static_cast<Buffered*>(item.get())->n);
   }

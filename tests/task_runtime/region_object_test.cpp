@@ -1,10 +1,7 @@
 #include "norvane/task_runtime/region_object.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,6 +10,8 @@
 #include "norvane/task_runtime/task_output.h"
 #include "norvane/task_runtime/task_unit.h"
 #include "task_runtime/test_image.h"
+#include "test_support/geometry_util.h"
+#include "test_support/temp_dir.h"
 
 namespace norvane {
 namespace {
@@ -24,21 +23,16 @@ typedef basic_structures::TQPoint_<int> Point;
 // The 31-multiplier text hash, written out plainly for inputs below 32 KiB.
 std::string PlainHash(const std::string& text) {
   uint32_t h = 0;
-  for (char c : text) h = h * 31u + static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(c)));
+  for (char c : text)
+    h = h * 31u + static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(c)));
   return "BKDR_" + std::to_string(h & 0x7FFFFFFFu);
 }
 
-CQuadrilateral Quad(Point a, Point b, Point c, Point d) {
-  CQuadrilateral quad;
-  quad.points[0] = a;
-  quad.points[1] = b;
-  quad.points[2] = c;
-  quad.points[3] = d;
-  return quad;
-}
+using testing_util::CQuad;
 
 TEST(TQRegionObject, HashIdsAndWholeFrame) {
-  TQRef<TQSourceImageObject> source(new TQSourceImageObject(new NamedImage("BKDR_42", 20, 10), 1, 5));
+  TQRef<TQSourceImageObject> source(
+      new TQSourceImageObject(new NamedImage("BKDR_42", 20, 10), 1, 5));
   TQRef<TQRegionObject> region(new TQRegionObject(source, ROET_PLAIN_IMAGE));
   EXPECT_TRUE(region->RegionIsWholeImage());
   EXPECT_EQ(region->GetRegionHashId(), "BKDR_42");
@@ -46,13 +40,13 @@ TEST(TQRegionObject, HashIdsAndWholeFrame) {
   EXPECT_EQ(region->GetVertices()[2].y, 9);
 
   // The same corners listed clockwise from another corner: not the whole frame.
-  EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({19, 0}, {19, 9}, {0, 9}, {0, 0})), 0);
+  EXPECT_EQ(region->SetLocationWithQuadrilateral(CQuad({19, 0}, {19, 9}, {0, 9}, {0, 0})), 0);
   EXPECT_EQ(region->GetVertices()[0].x, 19);  // already clockwise: kept as listed
   EXPECT_FALSE(region->RegionIsWholeImage());
   const std::string quadId = PlainHash("(19,0) (19,9) (0,9) (0,0)");
   EXPECT_EQ(region->GetRegionHashId(), PlainHash("BKDR_42" + quadId));
   // Counter-clockwise input is put in clockwise order from the top-left corner.
-  EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({0, 9}, {19, 9}, {19, 0}, {0, 0})), 0);
+  EXPECT_EQ(region->SetLocationWithQuadrilateral(CQuad({0, 9}, {19, 9}, {19, 0}, {0, 0})), 0);
   EXPECT_TRUE(region->RegionIsWholeImage());
   EXPECT_EQ(region->GetRegionHashId(), "BKDR_42");
 
@@ -68,10 +62,10 @@ TEST(TQRegionObject, HashIdsAndWholeFrame) {
 
   // A quad that is not convex is refused and changes nothing.
   const std::string before = region->GetRegionHashId();
-  EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({0, 0}, {10, 0}, {5, 5}, {0, 10})), -50057);
-  EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({0, 0}, {5, 0}, {10, 0}, {10, 10})), -50057);
+  EXPECT_EQ(region->SetLocationWithQuadrilateral(CQuad({0, 0}, {10, 0}, {5, 5}, {0, 10})), -50057);
+  EXPECT_EQ(region->SetLocationWithQuadrilateral(CQuad({0, 0}, {5, 0}, {10, 0}, {10, 10})), -50057);
   EXPECT_EQ(region->GetRegionHashId(), before);
-  EXPECT_EQ(region->SetLocationWithQuadrilateral(Quad({2, 2}, {8, 2}, {8, 6}, {2, 6})), 0);
+  EXPECT_EQ(region->SetLocationWithQuadrilateral(CQuad({2, 2}, {8, 2}, {8, 6}, {2, 6})), 0);
   EXPECT_FALSE(region->RegionIsWholeImage());
   EXPECT_EQ(region->GetRegionHashId(), PlainHash("BKDR_42" + PlainHash("(2,2) (8,2) (8,6) (2,6)")));
 
@@ -140,9 +134,8 @@ struct Done : TQ_TaskObjectBase {
 };
 
 TEST(TQTargetTaskUnit, LabelAndPriorityLinesWithLoggingOn) {
-  char dir[] = "/tmp/norvane-unit-XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  const std::string path = std::string(dir) + "/";
+  testing_util::TempDir dir;
+  const std::string path = dir.path() + "/";
   TQLog::m_instance.InitLogFromSetting(LOG_MODE_TEXT, 9, path.c_str());
 
   TQRef<TQSourceImageObject> source(new TQSourceImageObject(new NamedImage("BKDR_9"), 7, 5));
@@ -168,18 +161,13 @@ TEST(TQTargetTaskUnit, LabelAndPriorityLinesWithLoggingOn) {
   TQLog::m_instance.SetLevel(0);
   TQLog::m_instance.SetMode(static_cast<LogMode>(0));
 
-  std::ifstream log(path + "NorvaneKestrel.log");
-  std::vector<std::string> lines;
   // Each line is "[TID:%6d][time]message": keep the message.
-  for (std::string line; std::getline(log, line);) lines.push_back(line.substr(line.find(']', 5) + 1));
-  ASSERT_EQ(lines.size(), 4u);
-  for (size_t i = 0; i < lines.size(); ++i) lines[i] = lines[i].substr(lines[i].find(']') + 1);
-  EXPECT_EQ(lines[0], "TaskPriorityInfo AppendTask: " + label);
-  EXPECT_EQ(lines[1], "TaskPriorityInfo TakeTask: " + label);
-  EXPECT_EQ(lines[2], "TaskPriorityInfo TaskStart: " + label);
-  EXPECT_EQ(lines[3], "TaskPriorityInfo TaskEnd: " + label);
-  std::remove((path + "NorvaneKestrel.log").c_str());
-  rmdir(dir);
+  std::vector<std::string> lines;
+  for (const std::string& line : testing_util::ReadLines(path + "NorvaneKestrel.log")) {
+    lines.push_back(line.substr(line.find("]TaskPriorityInfo ") + 18));
+  }
+  EXPECT_EQ(lines, (std::vector<std::string>{"AppendTask: " + label, "TakeTask: " + label,
+                                             "TaskStart: " + label, "TaskEnd: " + label}));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "norvane/task_runtime/dependency_graph.h"
-#include "norvane/task_runtime/semantic_processor.h"
 #include "norvane/task_runtime/target_roi_def.h"
 
 namespace norvane {
@@ -61,11 +60,6 @@ TEST(TQTargetROIDef, ActivationRules) {
   def->RegisterListener(def.get());
   def->RegisterListener(def.get());
   EXPECT_EQ(def->GetListeners().size(), 1u);
-  EXPECT_EQ(def->GetManagerPool(), nullptr);
-
-  EXPECT_FALSE(object->IsTaskFinished());
-  object->SetTaskFinished();
-  EXPECT_TRUE(object->IsTaskFinished());
 }
 
 std::vector<TQTaskOutput*> g_visited;
@@ -92,23 +86,8 @@ TEST(TQDependencyFinishFlag, LatchChildrenAndWaitingOutputs) {
   g_visited.clear();
   flag->LoopAllRelatedOutputTasks(&Visit, nullptr);
   EXPECT_EQ(g_visited, (std::vector<TQTaskOutput*>{b, c, a}));  // ascending addresses
-  flag->RemoveAllRelatedOutputTasks(nullptr);  // the argument is not consulted
+  flag->RemoveAllRelatedOutputTasks(nullptr);                   // the argument is not consulted
   EXPECT_EQ(flag->GetRelatedOutputTaskCount(), 0);
-}
-
-TEST(SemanticProcessor, KeepsTasksInOrderOfAddition) {
-  TQRef<SemanticProcessor> processor(new SemanticProcessor("parser", nullptr));
-  EXPECT_EQ(processor->GetHandle(), nullptr);
-  TQRef<TPSTaskObject> task(new TPSTaskObject("dates", "{\"format\":\"ymd\"}"));
-  processor->AppendTpsTask(task);
-  processor->AppendTpsTask(new TPSTaskObject("names", ""));
-  processor->AppendTpsTask(task);
-  ASSERT_EQ(processor->GetTpsTasks().size(), 3u);
-  EXPECT_EQ(processor->GetTpsTasks()[2].get(), task.get());
-  EXPECT_EQ(task->GetRefCount(), 3);
-  SemanticProcessorGroup group;
-  group.AppendProcessor(processor);
-  EXPECT_EQ(group.GetProcessors()[0]->GetName(), "parser");
 }
 
 }  // namespace

@@ -97,7 +97,8 @@ class Driver {
     parts.setting = new TQTargetTaskSetting(def, task, TT_ATOMIC_0);
     parts.setting->SetTaskObject(object);
     parts.output = new TQTaskOutput(reference, region, task, TT_ATOMIC_0);
-    parts.unit = new TQTargetTaskUnit(parts.output.get(), parts.setting.get(), &semaphore_, priority);
+    parts.unit =
+        new TQTargetTaskUnit(parts.output.get(), parts.setting.get(), &semaphore_, priority);
     return parts;
   }
 
@@ -158,8 +159,9 @@ TEST(TaskRuntime, WholeRunWithTimeOutsAndAStopTimePoint) {
   std::vector<UnitParts> firstStage;
   for (int i = 0; i < kImages; ++i) {
     const bool slow = i % 4 == 3;  // these time out: count 0 with a task that waits
-    images.push_back(new TQSourceImageObject(new NamedImage("BKDR_" + std::to_string(100 + i), 64, 16),
-                                             static_cast<unsigned>(10 + i), slow ? 0 : 1000000));
+    images.push_back(
+        new TQSourceImageObject(new NamedImage("BKDR_" + std::to_string(100 + i), 64, 16),
+                                static_cast<unsigned>(10 + i), slow ? 0 : 1000000));
     images.back()->SetManagerPool(&pool);
     pool.GetCacheManager()->AddToCacheMap(new SourceImageCacheBase(images.back().get()));
     wholes.push_back(new TQRegionObject(images.back(), ROET_PLAIN_IMAGE));
@@ -167,7 +169,8 @@ TEST(TaskRuntime, WholeRunWithTimeOutsAndAStopTimePoint) {
     EXPECT_TRUE(wholes.back()->RegionIsWholeImage());
     EXPECT_EQ(wholes.back()->GetRegionHashId(), images.back()->GetHashID());
     firstStage.push_back(driver.MakeUnit("frame", "localize", new LocalizeTask(1 + i % 3, slow),
-                                         nullptr, wholes.back(), images.back()->GetPriorityPointer()));
+                                         nullptr, wholes.back(),
+                                         images.back()->GetPriorityPointer()));
   }
   driver.Run(firstStage, 2);
 
@@ -226,7 +229,8 @@ TEST(ActiveTaskUnitManager, CountsEachImageOncePerTick) {
   const unsigned int priority = 3;
   for (int i = 0; i < 3; ++i) {
     outputs.push_back(new TQTaskOutput(nullptr, whole, "t", TT_ATOMIC_0));
-    units.push_back(new TQTargetTaskUnit(outputs.back().get(), setting.get(), &semaphore, &priority));
+    units.push_back(
+        new TQTargetTaskUnit(outputs.back().get(), setting.get(), &semaphore, &priority));
   }
   ActiveTaskUnitManager* active = pool.GetActiveTaskUnitManager();
   active->AddTimeCheckCountForActiveTaskUnit();

@@ -1,6 +1,6 @@
 // A scratch directory for one test, removed with everything in it at the end.
-#ifndef NORVANE_TESTS_LOG_TEMP_DIR_H_
-#define NORVANE_TESTS_LOG_TEMP_DIR_H_
+#ifndef NORVANE_TESTS_TEST_SUPPORT_TEMP_DIR_H_
+#define NORVANE_TESTS_TEST_SUPPORT_TEMP_DIR_H_
 
 #include <stdlib.h>
 
@@ -17,7 +17,7 @@ namespace testing_util {
 class TempDir {
  public:
   TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "norvane_log_XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "norvane_test_XXXXXX").string();
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
     if (mkdtemp(buffer.data()) != nullptr) path_ = buffer.data();
@@ -64,4 +64,4 @@ inline bool Exists(const std::string& path) { return std::filesystem::exists(pat
 }  // namespace testing_util
 }  // namespace norvane
 
-#endif  // NORVANE_TESTS_LOG_TEMP_DIR_H_
+#endif  // NORVANE_TESTS_TEST_SUPPORT_TEMP_DIR_H_

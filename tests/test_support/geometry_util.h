@@ -1,11 +1,12 @@
-// Helpers shared by the geometry tests.
-#ifndef NORVANE_TESTS_GEOMETRY_GEOMETRY_TEST_UTIL_H_
-#define NORVANE_TESTS_GEOMETRY_GEOMETRY_TEST_UTIL_H_
+// Point and quadrilateral helpers shared by the tests that work with geometry.
+#ifndef NORVANE_TESTS_TEST_SUPPORT_GEOMETRY_UTIL_H_
+#define NORVANE_TESTS_TEST_SUPPORT_GEOMETRY_UTIL_H_
 
 #include <ostream>
 #include <vector>
 
 #include "norvane/basic_structures/point.h"
+#include "norvane/basic_structures/quadrilateral.h"
 
 namespace norvane {
 namespace basic_structures {
@@ -26,7 +27,16 @@ inline std::vector<Pt> Points(std::initializer_list<std::pair<int, int>> list) {
   return out;
 }
 
+inline basic_structures::CQuadrilateral CQuad(Pt a, Pt b, Pt c, Pt d) {
+  basic_structures::CQuadrilateral q;
+  q.points[0] = a;
+  q.points[1] = b;
+  q.points[2] = c;
+  q.points[3] = d;
+  return q;
+}
+
 }  // namespace testing_util
 }  // namespace norvane
 
-#endif  // NORVANE_TESTS_GEOMETRY_GEOMETRY_TEST_UTIL_H_
+#endif  // NORVANE_TESTS_TEST_SUPPORT_GEOMETRY_UTIL_H_
