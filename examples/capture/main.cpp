@@ -183,7 +183,8 @@ Polygon ToPolygon(const CQuadrilateral& quad) {
 }
 
 // Scores the labels of one synthetic frame: each ground-truth label is found by the
-// result label that overlaps it best, when their IoU reaches kFoundIoU.
+// result label that overlaps it best, when their IoU reaches kFoundIoU. `truth` gets
+// each ground-truth label with its best IoU.
 struct Score {
   int truth = 0;
   int found = 0;
@@ -191,7 +192,8 @@ struct Score {
   double worstIoU = 1.0;
 };
 
-void ScoreFrame(const SyntheticFrameSpec& spec, const FrameResult& result, Score* score) {
+void ScoreFrame(const SyntheticFrameSpec& spec, const FrameResult& result, Score* score,
+                Json::Value* truth) {
   std::vector<Polygon> foundPolygons;
   for (const auto& item : result.GetResultItems()) {
     foundPolygons.push_back(ToPolygon(static_cast<const LabelResultItem*>(item.get())->label().quad));
@@ -213,6 +215,17 @@ void ScoreFrame(const SyntheticFrameSpec& spec, const FrameResult& result, Score
       matched[bestIndex] = true;
       score->worstIoU = std::min(score->worstIoU, best);
     }
+    Json::Value entry;
+    Json::Value quad(Json::arrayValue);
+    for (const Vec2& corner : label.corners) {
+      Json::Value point(Json::arrayValue);
+      point.append(corner.x);
+      point.append(corner.y);
+      quad.append(point);
+    }
+    entry["quad"] = quad;
+    entry["iou"] = best;
+    truth->append(entry);
   }
   score->extra += static_cast<int>(std::count(matched.begin(), matched.end(), false));
 }
@@ -364,9 +377,12 @@ int Main(int argc, char** argv) {
     if (result->timedOut) ++timeOuts;
     taskErrors += result->taskErrors;
     std::string scored;
+    Json::Value frame = FrameToJson(*result);
     if (files.empty() && result->imageId >= 0 && result->imageId < static_cast<int>(specs.size())) {
       Score frameScore;
-      ScoreFrame(specs[result->imageId], *result, &frameScore);
+      Json::Value truth(Json::arrayValue);
+      ScoreFrame(specs[result->imageId], *result, &frameScore, &truth);
+      frame["truth"] = truth;
       scored = ", " + std::to_string(frameScore.found) + "/" + std::to_string(frameScore.truth) + " found";
       score.truth += frameScore.truth;
       score.found += frameScore.found;
@@ -387,7 +403,6 @@ int Main(int argc, char** argv) {
       std::fprintf(stderr, "%d/%d frames, %d labels", done, expected, labels);
       std::fflush(stderr);
     }
-    Json::Value frame = FrameToJson(*result);
     TQLog::m_instance.WriteJsonLog(9, frame);
     if (options.json) allFrames.append(frame);
     WriteImageLogs(*result, grey);

@@ -80,6 +80,38 @@ def box_iou(a, b):
     return inter / union
 
 
+def shoelace(quad):
+    return abs(sum(quad[i][0] * quad[(i + 1) % 4][1] - quad[(i + 1) % 4][0] * quad[i][1]
+                   for i in range(4))) / 2
+
+
+def raster_iou(a, b, step=0.5):
+    """IoU of two convex quads, the intersection counted on a grid of sample points:
+    slow, but independent of the program's polygon clipping."""
+    def inside(quad, x, y):
+        signs = set()
+        for i in range(4):
+            (x0, y0), (x1, y1) = quad[i], quad[(i + 1) % 4]
+            cross = (x1 - x0) * (y - y0) - (y1 - y0) * (x - x0)
+            if cross != 0:
+                signs.add(cross > 0)
+        return len(signs) <= 1
+    left = max(min(p[0] for p in a), min(p[0] for p in b))
+    right = min(max(p[0] for p in a), max(p[0] for p in b))
+    top = max(min(p[1] for p in a), min(p[1] for p in b))
+    bottom = min(max(p[1] for p in a), max(p[1] for p in b))
+    both = 0
+    y = top + step / 2
+    while y < bottom:
+        x = left + step / 2
+        while x < right:
+            both += inside(a, x, y) and inside(b, x, y)
+            x += step
+        y += step
+    both *= step * step
+    return both / (shoelace(a) + shoelace(b) - both)
+
+
 def case_default(workdir, program):
     logs = os.path.join(workdir, "logs")
     result = run(program, ["--log-dir", logs])
@@ -121,6 +153,12 @@ def case_default(workdir, program):
     check(len(set(frame["hashId"] for frame in frames)) == 24, "hash ids not distinct")
     for frame in frames:
         check(frame["errorCode"] == 0, "JSON log error code")
+        # The program's own scoring, checked against a raster oracle on a few frames.
+        check(len(frame["truth"]) >= 1, "no ground truth for a synthetic frame")
+        for truth in frame["truth"] if frame["imageId"] % 6 == 0 else []:
+            best = max([raster_iou(truth["quad"], label["quad"]) for label in frame["labels"]] + [0])
+            check(abs(best - truth["iou"]) < 0.02,
+                  "frame %d: IoU %.3f, the program says %.3f" % (frame["imageId"], best, truth["iou"]))
         for label in frame["labels"]:
             check(len(label["quad"]) == 4 and label["area"] > 0 and 0 <= label["angle"] < 180,
                   "JSON log label " + str(label))
@@ -184,6 +222,14 @@ def case_input(workdir, program):
         xs, ys = [p[0] for p in quad], [p[1] for p in quad]
         iou = box_iou((min(xs), min(ys), max(xs), max(ys)), boxes[frame["file"]])
         check(iou >= 0.8, "%s: IoU %.3f" % (frame["file"], iou))
+
+    # Without its module beside it the program says so and stops.
+    alone = os.path.join(workdir, "alone")
+    os.makedirs(alone)
+    shutil.copy(program[-1], alone)
+    bad = run(program[:-1] + [os.path.join(alone, os.path.basename(program[-1]))], [])
+    check(bad.returncode != 0 and "cannot load the detector module" in bad.stderr,
+          "missing module: " + bad.stderr)
 
     # Mistakes a user can make: one message, a non-zero exit.
     for args, words in ((["--input", os.path.join(workdir, "missing")], "not found"),
