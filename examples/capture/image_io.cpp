@@ -55,7 +55,9 @@ namespace {
 using norvane::basic_structures::CFileImageTag;
 using norvane::basic_structures::CImageData;
 
-void FreeStbBytes(const unsigned char* bytes) { stbi_image_free(const_cast<unsigned char*>(bytes)); }
+void FreeStbBytes(const unsigned char* bytes) {
+  stbi_image_free(const_cast<unsigned char*>(bytes));
+}
 
 void PutPixel(std::vector<unsigned char>& rgb, int w, int h, int x, int y, const LogPicture& pic) {
   if (x < 0 || y < 0 || x >= w || y >= h) return;

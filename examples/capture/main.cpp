@@ -3,6 +3,7 @@
 // tasks on them through the task-graph runtime and prints one line per frame and a
 // summary; synthetic frames are scored against their ground truth. Run with --help
 // for the options.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include "geometry2d.h"
@@ -178,7 +178,8 @@ class FileProducer : public FrameProducer {
 
 Polygon ToPolygon(const CQuadrilateral& quad) {
   Polygon polygon;
-  for (const auto& p : quad.points) polygon.push_back({static_cast<double>(p.x), static_cast<double>(p.y)});
+  for (const auto& p : quad.points)
+    polygon.push_back({static_cast<double>(p.x), static_cast<double>(p.y)});
   return polygon;
 }
 
@@ -196,7 +197,8 @@ void ScoreFrame(const SyntheticFrameSpec& spec, const FrameResult& result, Score
                 Json::Value* truth) {
   std::vector<Polygon> foundPolygons;
   for (const auto& item : result.GetResultItems()) {
-    foundPolygons.push_back(ToPolygon(static_cast<const LabelResultItem*>(item.get())->label().quad));
+    foundPolygons.push_back(
+        ToPolygon(static_cast<const LabelResultItem*>(item.get())->label().quad));
   }
   std::vector<bool> matched(foundPolygons.size(), false);
   for (const SyntheticLabel& label : spec.labels) {
@@ -236,7 +238,8 @@ Json::Value FrameToJson(const FrameResult& result) {
   frame["hashId"] = result.GetOriginalImageHashId();
   const auto* tag = result.GetOriginalImageTag();
   if (tag != nullptr && tag->GetType() == 0) {
-    const char* path = static_cast<const norvane::basic_structures::CFileImageTag*>(tag)->GetFilePath();
+    const char* path =
+        static_cast<const norvane::basic_structures::CFileImageTag*>(tag)->GetFilePath();
     frame["file"] = path != nullptr ? path : "";
   }
   frame["width"] = result.width;
@@ -321,7 +324,8 @@ int Main(int argc, char** argv) {
     const int type = norvane::PathHelper::JudgePathType(options.input.c_str());
     if (type == norvane::PT_NOT_FOUND) return Fail("input directory not found: " + options.input);
     if (type != norvane::PT_DIRECTORY) return Fail("input is not a directory: " + options.input);
-    norvane::TQRef<norvane::TQVector<std::string>> all = norvane::GetAllFiles(options.input, true, nullptr);
+    norvane::TQRef<norvane::TQVector<std::string>> all =
+        norvane::GetAllFiles(options.input, true, nullptr);
     for (size_t i = 0; i < all->size(); ++i) {
       if (IsSupportedImageFile((*all)[i])) files.push_back((*all)[i]);
     }
@@ -331,7 +335,8 @@ int Main(int argc, char** argv) {
 
   if (!options.logConfig.empty()) {
     TQLog::m_instance.InitLog(options.logConfig.c_str());
-    if (!TQLog::m_instance.IsInitialized()) return Fail("cannot read log configuration " + options.logConfig);
+    if (!TQLog::m_instance.IsInitialized())
+      return Fail("cannot read log configuration " + options.logConfig);
   } else if (!options.logDir.empty() && !ConfigureLogDir(options.logDir)) {
     return Fail("cannot create log directory " + options.logDir + ": " + std::strerror(errno));
   }
@@ -348,7 +353,8 @@ int Main(int argc, char** argv) {
   {
     norvane::TQRef<norvane::TQ_TaskObjectBase> probe(
         options.pipeline.createTask("localize", options.pipeline.detectorOptions.c_str()));
-    if (probe.IsNull()) return Fail("bad --detector-options '" + options.pipeline.detectorOptions + "'");
+    if (probe.IsNull())
+      return Fail("bad --detector-options '" + options.pipeline.detectorOptions + "'");
   }
 
   std::vector<SyntheticFrameSpec> specs;
@@ -383,7 +389,8 @@ int Main(int argc, char** argv) {
       Json::Value truth(Json::arrayValue);
       ScoreFrame(specs[result->imageId], *result, &frameScore, &truth);
       frame["truth"] = truth;
-      scored = ", " + std::to_string(frameScore.found) + "/" + std::to_string(frameScore.truth) + " found";
+      scored = ", " + std::to_string(frameScore.found) + "/" + std::to_string(frameScore.truth) +
+               " found";
       score.truth += frameScore.truth;
       score.found += frameScore.found;
       score.extra += frameScore.extra;
@@ -391,13 +398,13 @@ int Main(int argc, char** argv) {
     }
     if (progress) std::fprintf(stderr, "\r\033[K");
     if (!options.json) {
-      std::fprintf(lines, "frame %4d: %d label%s, %dx%d, %d units, %.1f ms%s%s%s\n",
-                   result->imageId, count, count == 1 ? "" : "s", result->width, result->height,
-                   result->units, result->milliseconds, scored.c_str(),
-                   result->GetErrorCode() != 0 ? ", error " : "",
-                   result->GetErrorCode() != 0
-                       ? (std::to_string(result->GetErrorCode()) + " " + result->GetErrorString()).c_str()
-                       : "");
+      std::fprintf(
+          lines, "frame %4d: %d label%s, %dx%d, %d units, %.1f ms%s%s%s\n", result->imageId, count,
+          count == 1 ? "" : "s", result->width, result->height, result->units, result->milliseconds,
+          scored.c_str(), result->GetErrorCode() != 0 ? ", error " : "",
+          result->GetErrorCode() != 0
+              ? (std::to_string(result->GetErrorCode()) + " " + result->GetErrorString()).c_str()
+              : "");
     }
     if (progress) {
       std::fprintf(stderr, "%d/%d frames, %d labels", done, expected, labels);

@@ -17,9 +17,9 @@ using norvane::Mutex;
 using norvane::MutexLock;
 using norvane::SourceImageCacheBase;
 using norvane::TaskUnitQueue;
+using norvane::TQ_TaskObjectBase;
 using norvane::TQDataManagerPool;
 using norvane::TQDependencyGraph;
-using norvane::TQ_TaskObjectBase;
 using norvane::TQRef;
 using norvane::TQRegionObject;
 using norvane::TQSemaphore;
@@ -71,7 +71,8 @@ class DemoGraph : public TQDependencyGraph {
     label->AddParentDefNode(frame.get());
     frame->ActivateAllTask();
     label->ActivateAllTask();
-    if (!AddTargetROIDefNode(kFrameDef, frame.get()) || !AddTargetROIDefNode(kLabelDef, label.get())) {
+    if (!AddTargetROIDefNode(kFrameDef, frame.get()) ||
+        !AddTargetROIDefNode(kLabelDef, label.get())) {
       return -1;
     }
     beginNode = frame.get();
@@ -130,8 +131,12 @@ struct Frame {
 class Run {
  public:
   Run(const PipelineOptions& options, FrameProducer* producer)
-      : options_(options), producer_(producer), semaphore_(0), workCv_(&workMutex_),
-        routerCv_(&routerMutex_), keeperCv_(&keeperMutex_) {}
+      : options_(options),
+        producer_(producer),
+        semaphore_(0),
+        workCv_(&workMutex_),
+        routerCv_(&routerMutex_),
+        keeperCv_(&keeperMutex_) {}
 
   RunTotals Execute(const std::function<void(FrameResult*, const CImageData*)>& onFrame, bool* ok) {
     *ok = true;
@@ -140,8 +145,9 @@ class Run {
     graph_->BuildGraph("frame>label");
 
     adapter_.SetMaxImageCount(4);
-    adapter_.SetBufferOverflowProtectionMode(options_.dropOldest ? norvane::basic_structures::BOPM_APPEND
-                                                                 : norvane::basic_structures::BOPM_BLOCK);
+    adapter_.SetBufferOverflowProtectionMode(options_.dropOldest
+                                                 ? norvane::basic_structures::BOPM_APPEND
+                                                 : norvane::basic_structures::BOPM_BLOCK);
     adapter_.SetColourChannelUsageType(norvane::basic_structures::CCUT_LUMINANCE_ONLY);
     adapter_.StartFetching();
 
@@ -221,13 +227,14 @@ class Run {
   bool StartFrame(CImageData* taken) {
     std::unique_ptr<CImageData> image(taken);
     const int imageId = image->GetImageTag() != nullptr ? image->GetImageTag()->GetImageId() : -1;
-    TQRef<TQHashedImageData> counted(new TQHashedImageData(
-        image->GetBytesLength(), image->GetBytes(), image->GetWidth(), image->GetHeight(),
-        image->GetStride(), image->GetImagePixelFormat(), image->GetOrientation(),
-        image->GetImageTag()));
+    TQRef<TQHashedImageData> counted(
+        new TQHashedImageData(image->GetBytesLength(), image->GetBytes(), image->GetWidth(),
+                              image->GetHeight(), image->GetStride(), image->GetImagePixelFormat(),
+                              image->GetOrientation(), image->GetImageTag()));
     Frame frame;
     frame.start = Clock::now();
-    frame.source = new TQSourceImageObject(counted.get(), graph_->NextPriority(), options_.timeoutTicks);
+    frame.source =
+        new TQSourceImageObject(counted.get(), graph_->NextPriority(), options_.timeoutTicks);
     frame.source->SetManagerPool(&pool_);
     pool_.GetCacheManager()->AddToCacheMap(new SourceImageCacheBase(frame.source.get()));
     graph_->StartSourceImage(frame.source.get());
@@ -328,7 +335,8 @@ class Run {
     double matrix[9];
     frame.source->GetImage()->GetRotationTransformMatrix(matrix);
     result->SetSourceImageRotationMatrix(matrix);
-    result->milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - frame.start).count();
+    result->milliseconds =
+        std::chrono::duration<double, std::milli>(Clock::now() - frame.start).count();
     ++framesDone_;
     onFrame(result, frame.grey.get());
     TQRef<norvane::SourceImageCacheBase> cache =

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "norvane/NorvaneCore.h"
 #include "../detector/demo_detector.h"
+#include "norvane/NorvaneCore.h"
 
 namespace capture {
 
@@ -49,10 +49,10 @@ class FrameResult : public norvane::basic_structures::ResultImpBase {
   int imageId = -1;
   int width = 0;
   int height = 0;
-  int units = 0;              // task units run for the frame
-  bool timedOut = false;      // a task reported -10026
-  int taskErrors = 0;         // other failing codes
-  double milliseconds = 0;    // from taken out of the adapter to finished
+  int units = 0;            // task units run for the frame
+  bool timedOut = false;    // a task reported -10026
+  int taskErrors = 0;       // other failing codes
+  double milliseconds = 0;  // from taken out of the adapter to finished
   std::vector<norvane::basic_structures::CQuadrilateral> localized;  // before measuring
 };
 
@@ -86,10 +86,10 @@ struct RunTotals {
 // Runs the whole capture; `onFrame` is called on the calling thread for every
 // finished frame, together with the grey image the tasks saw. Returns the totals;
 // false in `ok` when the module could not create a task object.
-RunTotals RunPipeline(const PipelineOptions& options, FrameProducer* producer,
-                      const std::function<void(FrameResult*,
-                                               const norvane::basic_structures::CImageData*)>& onFrame,
-                      bool* ok);
+RunTotals RunPipeline(
+    const PipelineOptions& options, FrameProducer* producer,
+    const std::function<void(FrameResult*, const norvane::basic_structures::CImageData*)>& onFrame,
+    bool* ok);
 
 }  // namespace capture
 

@@ -94,8 +94,10 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
       maxX = std::max(maxX, c.x);
       maxY = std::max(maxY, c.y);
     }
-    const int x0 = std::max(0, static_cast<int>(minX) - 1), x1 = std::min(w - 1, static_cast<int>(maxX) + 1);
-    const int y0 = std::max(0, static_cast<int>(minY) - 1), y1 = std::min(h - 1, static_cast<int>(maxY) + 1);
+    const int x0 = std::max(0, static_cast<int>(minX) - 1),
+              x1 = std::min(w - 1, static_cast<int>(maxX) + 1);
+    const int y0 = std::max(0, static_cast<int>(minY) - 1),
+              y1 = std::min(h - 1, static_cast<int>(maxY) + 1);
     for (int y = y0; y <= y1; ++y) {
       for (int x = x0; x <= x1; ++x) {
         const double px = x + 0.5 - a.x, py = y + 0.5 - a.y;
@@ -126,7 +128,8 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
       stride = spec.index % 2 == 0 ? w + 16 : w;
       length = static_cast<unsigned long long>(stride) * h;
       bytes = new unsigned char[length]();
-      for (int y = 0; y < h; ++y) std::copy_n(&grey[static_cast<size_t>(y) * w], w, bytes + static_cast<size_t>(y) * stride);
+      for (int y = 0; y < h; ++y)
+        std::copy_n(&grey[static_cast<size_t>(y) * w], w, bytes + static_cast<size_t>(y) * stride);
       format = norvane::basic_structures::IPF_GRAYSCALE;
       break;
     }
@@ -147,7 +150,8 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
       stride = rowBytes;
       length = static_cast<unsigned long long>(stride) * (h + (h + 1) / 2);
       bytes = new unsigned char[length]();
-      for (int y = 0; y < h; ++y) std::copy_n(&grey[static_cast<size_t>(y) * w], w, bytes + static_cast<size_t>(y) * stride);
+      for (int y = 0; y < h; ++y)
+        std::copy_n(&grey[static_cast<size_t>(y) * w], w, bytes + static_cast<size_t>(y) * stride);
       std::fill(bytes + static_cast<size_t>(stride) * h, bytes + length, 128);
       format = norvane::basic_structures::IPF_NV21;
       break;

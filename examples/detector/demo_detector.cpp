@@ -258,9 +258,8 @@ class LocalizeTask : public TQ_TaskObjectBase {
 
   // Flood-fills the 4-connected dark components. False (with the check-point's code)
   // when the task must stop.
-  static bool FindComponents(const GreyView& grey, int threshold,
-                             const TQSourceImageObject* source, std::vector<Component>* out,
-                             int* code) {
+  static bool FindComponents(const GreyView& grey, int threshold, const TQSourceImageObject* source,
+                             std::vector<Component>* out, int* code) {
     const int w = grey.width(), h = grey.height();
     std::vector<uint8_t> dark(static_cast<size_t>(w) * h);
     for (int y = 0; y < h; ++y) {
@@ -348,11 +347,13 @@ class MeasureTask : public TQ_TaskObjectBase {
     const GreyView grey(image);
     if (!grey.valid()) return Finish(EC_NULL_POINTER);
     std::vector<Point> pixels;
-    pixels.reserve(static_cast<size_t>(region->GetAllPixelsReserveSize(0, grey.width(), grey.height())));
+    pixels.reserve(
+        static_cast<size_t>(region->GetAllPixelsReserveSize(0, grey.width(), grey.height())));
     region->GetAllPixels(pixels, PM_BRESENHAM, 0, grey.width(), grey.height());
     uint64_t darkness = 0;
     for (const Point& p : pixels) darkness += 255u - grey.row(p.y)[p.x];
-    const double meanDarkness = pixels.empty() ? 0.0 : static_cast<double>(darkness) / pixels.size();
+    const double meanDarkness =
+        pixels.empty() ? 0.0 : static_cast<double>(darkness) / pixels.size();
 
     // The label's angle is that of its longer side, in 0..179.
     const TQ_LineSegmentEnhanced& e0 = region->GetEdge(0);
