@@ -135,9 +135,9 @@ int ParseOptions(int argc, char** argv, Options* options) {
 class SyntheticProducer : public FrameProducer {
  public:
   explicit SyntheticProducer(const std::vector<SyntheticFrameSpec>& specs) : specs_(specs) {}
-  void Produce(CImageSourceAdapter* adapter) override {
+  void Produce(const Offer& offer) override {
     for (const SyntheticFrameSpec& spec : specs_) {
-      adapter->AddImageToBuffer(RenderSyntheticFrame(spec), false);
+      offer(RenderSyntheticFrame(spec));
       ++offered_;
     }
   }
@@ -152,7 +152,7 @@ class SyntheticProducer : public FrameProducer {
 class FileProducer : public FrameProducer {
  public:
   explicit FileProducer(std::vector<std::string> files) : files_(std::move(files)) {}
-  void Produce(CImageSourceAdapter* adapter) override {
+  void Produce(const Offer& offer) override {
     for (size_t i = 0; i < files_.size(); ++i) {
       std::string error;
       CImageData* image = ReadImageFile(files_[i], static_cast<int>(i), &error);
@@ -162,7 +162,7 @@ class FileProducer : public FrameProducer {
         ++unreadable_;
         continue;
       }
-      adapter->AddImageToBuffer(image, false);
+      offer(image);
       ++offered_;
     }
   }

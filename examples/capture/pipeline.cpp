@@ -153,7 +153,11 @@ class Run {
 
     const Clock::time_point begin = Clock::now();
     std::thread producerThread([this] {
-      producer_->Produce(&adapter_);
+      producer_->Produce([this](CImageData* image) {
+        adapter_.AddImageToBuffer(image, false);
+        MutexLock lock(&routerMutex_);
+        routerCv_.Signal();
+      });
       adapter_.SetFinished();
       MutexLock lock(&routerMutex_);
       producerDone_ = true;
@@ -210,9 +214,9 @@ class Run {
         if (completed_.empty()) {
           if (frames_.empty() && producerDone_ && adapter_.IsBufferEmpty()) break;
           if (frames_.size() < maxInFlight && !adapter_.IsBufferEmpty()) continue;
-          // Woken by a completed unit or a new image; the bound only covers images
-          // that arrive while the producer is not the one signalling.
-          routerCv_.WaitUntil(Clock::now() + std::chrono::milliseconds(50));
+          // Woken by a completed unit, a new image or the producer's end; the bound
+          // is only a safety net.
+          routerCv_.WaitUntil(Clock::now() + std::chrono::milliseconds(100));
           continue;
         }
         completed.swap(completed_);

@@ -56,12 +56,14 @@ class FrameResult : public norvane::basic_structures::ResultImpBase {
   std::vector<norvane::basic_structures::CQuadrilateral> localized;  // before measuring
 };
 
-// Where images come from: fills the adapter from its own thread.
+// Where images come from: runs on its own thread and hands every image to `offer`,
+// which buffers it (waiting for room unless the oldest image is dropped) and owns it.
 class FrameProducer {
  public:
+  typedef std::function<void(norvane::basic_structures::CImageData*)> Offer;
   virtual ~FrameProducer() = default;
-  // Produces every image (AddImageToBuffer), returning when done or stopped.
-  virtual void Produce(norvane::basic_structures::CImageSourceAdapter* adapter) = 0;
+  // Produces every image, returning when done.
+  virtual void Produce(const Offer& offer) = 0;
   // How many images it offered to the adapter.
   virtual int Offered() const = 0;
 };

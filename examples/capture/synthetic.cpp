@@ -79,33 +79,42 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
   const int w = spec.width, h = spec.height;
   Random random(spec.seed ^ 0xA5A5A5A5u);
   const int background = 195 + random.Below(25);
+  // Noise comes from a table read at a random offset per row: drawing a random
+  // number per pixel would make the producer, not the tasks, set the pace.
+  const int kOffsets = 4096;
+  std::vector<int> noise(static_cast<size_t>(w) + kOffsets);
+  for (int& n : noise) n = random.Below(2 * kNoise + 1) - kNoise;
   std::vector<unsigned char> grey(static_cast<size_t>(w) * h);
-  for (unsigned char& v : grey) v = Clamp(background + random.Below(2 * kNoise + 1) - kNoise);
+  for (int y = 0; y < h; ++y) {
+    const int* rowNoise = &noise[static_cast<size_t>(random.Below(kOffsets))];
+    unsigned char* row = &grey[static_cast<size_t>(y) * w];
+    for (int x = 0; x < w; ++x) row[x] = Clamp(background + rowNoise[x]);
+  }
   for (const SyntheticLabel& label : spec.labels) {
-    const Vec2& a = label.corners[0];
-    const Vec2& b = label.corners[1];
-    const Vec2& d = label.corners[3];
-    const double lu = std::hypot(b.x - a.x, b.y - a.y), lv = std::hypot(d.x - a.x, d.y - a.y);
-    const Vec2 u{(b.x - a.x) / lu, (b.y - a.y) / lu}, v{(d.x - a.x) / lv, (d.y - a.y) / lv};
-    double minX = w, minY = h, maxX = 0, maxY = 0;
+    // Each row's pixel centres (y + 0.5) cut the convex label in one span.
+    double minY = h, maxY = 0;
     for (const Vec2& c : label.corners) {
-      minX = std::min(minX, c.x);
       minY = std::min(minY, c.y);
-      maxX = std::max(maxX, c.x);
       maxY = std::max(maxY, c.y);
     }
-    const int x0 = std::max(0, static_cast<int>(minX) - 1),
-              x1 = std::min(w - 1, static_cast<int>(maxX) + 1);
-    const int y0 = std::max(0, static_cast<int>(minY) - 1),
-              y1 = std::min(h - 1, static_cast<int>(maxY) + 1);
+    const int y0 = std::max(0, static_cast<int>(std::ceil(minY - 0.5)));
+    const int y1 = std::min(h - 1, static_cast<int>(std::floor(maxY - 0.5)));
     for (int y = y0; y <= y1; ++y) {
-      for (int x = x0; x <= x1; ++x) {
-        const double px = x + 0.5 - a.x, py = y + 0.5 - a.y;
-        const double pu = px * u.x + py * u.y, pv = px * v.x + py * v.y;
-        if (pu < 0 || pu > lu || pv < 0 || pv > lv) continue;
-        grey[static_cast<size_t>(y) * w + x] =
-            Clamp(label.grey + random.Below(2 * kNoise + 1) - kNoise);
+      const double yc = y + 0.5;
+      double left = w, right = -1;
+      for (size_t i = 0; i < label.corners.size(); ++i) {
+        const Vec2& p = label.corners[i];
+        const Vec2& q = label.corners[(i + 1) % label.corners.size()];
+        if (p.y == q.y || yc < std::min(p.y, q.y) || yc > std::max(p.y, q.y)) continue;
+        const double x = p.x + (yc - p.y) * (q.x - p.x) / (q.y - p.y);
+        left = std::min(left, x);
+        right = std::max(right, x);
       }
+      const int x0 = std::max(0, static_cast<int>(std::ceil(left - 0.5)));
+      const int x1 = std::min(w - 1, static_cast<int>(std::floor(right - 0.5)));
+      const int* rowNoise = &noise[static_cast<size_t>(random.Below(kOffsets))];
+      unsigned char* row = &grey[static_cast<size_t>(y) * w];
+      for (int x = x0; x <= x1; ++x) row[x] = Clamp(label.grey + rowNoise[x]);
     }
   }
 
