@@ -84,11 +84,12 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
   const int kOffsets = 4096;
   std::vector<int> noise(static_cast<size_t>(w) + kOffsets);
   for (int& n : noise) n = random.Below(2 * kNoise + 1) - kNoise;
+  std::vector<unsigned char> backgroundRow(noise.size());
+  for (size_t i = 0; i < noise.size(); ++i) backgroundRow[i] = Clamp(background + noise[i]);
   std::vector<unsigned char> grey(static_cast<size_t>(w) * h);
   for (int y = 0; y < h; ++y) {
-    const int* rowNoise = &noise[static_cast<size_t>(random.Below(kOffsets))];
-    unsigned char* row = &grey[static_cast<size_t>(y) * w];
-    for (int x = 0; x < w; ++x) row[x] = Clamp(background + rowNoise[x]);
+    std::copy_n(&backgroundRow[static_cast<size_t>(random.Below(kOffsets))], w,
+                &grey[static_cast<size_t>(y) * w]);
   }
   for (const SyntheticLabel& label : spec.labels) {
     // Each row's pixel centres (y + 0.5) cut the convex label in one span.
