@@ -27,7 +27,6 @@ namespace {
 
 using norvane::TQLog;
 using norvane::basic_structures::CImageData;
-using norvane::basic_structures::CImageSourceAdapter;
 using norvane::basic_structures::CQuadrilateral;
 
 constexpr char kProgram[] = "norvane-capture";
