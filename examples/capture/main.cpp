@@ -133,17 +133,17 @@ int ParseOptions(int argc, char** argv, Options* options) {
 // Synthetic frames, drawn one by one as the buffer takes them.
 class SyntheticProducer : public FrameProducer {
  public:
-  explicit SyntheticProducer(const std::vector<SyntheticFrameSpec>& specs) : specs_(specs) {}
+  explicit SyntheticProducer(const std::vector<SyntheticFramePlan>& plans) : plans_(plans) {}
   void Produce(const Offer& offer) override {
-    for (const SyntheticFrameSpec& spec : specs_) {
-      offer(RenderSyntheticFrame(spec));
+    for (const SyntheticFramePlan& plan : plans_) {
+      offer(RenderSyntheticFrame(plan));
       ++offered_;
     }
   }
   int Offered() const override { return offered_; }
 
  private:
-  const std::vector<SyntheticFrameSpec>& specs_;
+  const std::vector<SyntheticFramePlan>& plans_;
   int offered_ = 0;
 };
 
@@ -192,7 +192,7 @@ struct Score {
   double worstIoU = 1.0;
 };
 
-void ScoreFrame(const SyntheticFrameSpec& spec, const FrameResult& result, Score* score,
+void ScoreFrame(const SyntheticFramePlan& plan, const FrameResult& result, Score* score,
                 Json::Value* truth) {
   std::vector<Polygon> foundPolygons;
   for (const auto& item : result.GetResultItems()) {
@@ -200,7 +200,7 @@ void ScoreFrame(const SyntheticFrameSpec& spec, const FrameResult& result, Score
         ToPolygon(static_cast<const LabelResultItem*>(item.get())->label().quad));
   }
   std::vector<bool> matched(foundPolygons.size(), false);
-  for (const SyntheticLabel& label : spec.labels) {
+  for (const SyntheticLabel& label : plan.labels) {
     ++score->truth;
     double best = 0;
     size_t bestIndex = 0;
@@ -356,12 +356,12 @@ int Main(int argc, char** argv) {
       return Fail("bad --detector-options '" + options.pipeline.detectorOptions + "'");
   }
 
-  std::vector<SyntheticFrameSpec> specs;
+  std::vector<SyntheticFramePlan> plans;
   std::unique_ptr<FrameProducer> producer;
   FileProducer* fileProducer = nullptr;
   if (files.empty()) {
-    specs = MakeSyntheticSpecs(options.frames, 1280, 720);
-    producer.reset(new SyntheticProducer(specs));
+    plans = PlanSyntheticFrames(options.frames, 1280, 720);
+    producer.reset(new SyntheticProducer(plans));
   } else {
     fileProducer = new FileProducer(files);
     producer.reset(fileProducer);
@@ -383,10 +383,10 @@ int Main(int argc, char** argv) {
     taskErrors += result->taskErrors;
     std::string scored;
     Json::Value frame = FrameToJson(*result);
-    if (files.empty() && result->imageId >= 0 && result->imageId < static_cast<int>(specs.size())) {
+    if (files.empty() && result->imageId >= 0 && result->imageId < static_cast<int>(plans.size())) {
       Score frameScore;
       Json::Value truth(Json::arrayValue);
-      ScoreFrame(specs[result->imageId], *result, &frameScore, &truth);
+      ScoreFrame(plans[result->imageId], *result, &frameScore, &truth);
       frame["truth"] = truth;
       scored = ", " + std::to_string(frameScore.found) + "/" + std::to_string(frameScore.truth) +
                " found";

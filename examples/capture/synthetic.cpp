@@ -35,15 +35,15 @@ unsigned char Clamp(int v) { return static_cast<unsigned char>(std::min(255, std
 
 }  // namespace
 
-std::vector<SyntheticFrameSpec> MakeSyntheticSpecs(int count, int width, int height) {
-  std::vector<SyntheticFrameSpec> specs;
+std::vector<SyntheticFramePlan> PlanSyntheticFrames(int count, int width, int height) {
+  std::vector<SyntheticFramePlan> plans;
   for (int index = 0; index < count; ++index) {
-    SyntheticFrameSpec spec;
-    spec.index = index;
-    spec.width = width;
-    spec.height = height;
-    spec.seed = 0x9E3779B9u * static_cast<uint32_t>(index + 1);
-    Random random(spec.seed);
+    SyntheticFramePlan plan;
+    plan.index = index;
+    plan.width = width;
+    plan.height = height;
+    plan.seed = 0x9E3779B9u * static_cast<uint32_t>(index + 1);
+    Random random(plan.seed);
     const int cellW = width / kColumns, cellH = height / kRows;
     const double radius = std::min(cellW, cellH) / 2.0 - 14.0;
     int cells[kColumns * kRows];
@@ -68,16 +68,16 @@ std::vector<SyntheticFrameSpec> MakeSyntheticSpecs(int count, int width, int hei
         label.corners.push_back({cx + du * ux - dv * uy, cy + du * uy + dv * ux});
       }
       label.grey = 30 + random.Below(60);
-      spec.labels.push_back(label);
+      plan.labels.push_back(label);
     }
-    specs.push_back(spec);
+    plans.push_back(plan);
   }
-  return specs;
+  return plans;
 }
 
-CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
-  const int w = spec.width, h = spec.height;
-  Random random(spec.seed ^ 0xA5A5A5A5u);
+CImageData* RenderSyntheticFrame(const SyntheticFramePlan& plan) {
+  const int w = plan.width, h = plan.height;
+  Random random(plan.seed ^ 0xA5A5A5A5u);
   const int background = 195 + random.Below(25);
   // Noise comes from a table read at a random offset per row: drawing a random
   // number per pixel would make the producer, not the tasks, set the pace.
@@ -91,7 +91,7 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
     std::copy_n(&backgroundRow[static_cast<size_t>(random.Below(kOffsets))], w,
                 &grey[static_cast<size_t>(y) * w]);
   }
-  for (const SyntheticLabel& label : spec.labels) {
+  for (const SyntheticLabel& label : plan.labels) {
     // Each row's pixel centres (y + 0.5) cut the convex label in one span.
     double minY = h, maxY = 0;
     for (const Vec2& c : label.corners) {
@@ -120,22 +120,22 @@ CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec) {
   }
 
   std::unique_ptr<CImageTag> tag;
-  if (spec.index % 4 == 3) {
+  if (plan.index % 4 == 3) {
     char name[64];
-    std::snprintf(name, sizeof(name), "synthetic/frame_%04d", spec.index);
+    std::snprintf(name, sizeof(name), "synthetic/frame_%04d", plan.index);
     tag.reset(new CFileImageTag(name, 0, 1));
   } else {
     tag.reset(new CVideoFrameTag(norvane::basic_structures::VFQ_HIGH, false, nullptr, w, h));
   }
-  tag->SetImageId(spec.index);
+  tag->SetImageId(plan.index);
 
   unsigned char* bytes = nullptr;
   unsigned long long length = 0;
   int stride = 0;
   norvane::basic_structures::ImagePixelFormat format;
-  switch (spec.index % 3) {
+  switch (plan.index % 3) {
     case 0: {  // grey, with row padding on every other grey frame
-      stride = spec.index % 2 == 0 ? w + 16 : w;
+      stride = plan.index % 2 == 0 ? w + 16 : w;
       length = static_cast<unsigned long long>(stride) * h;
       bytes = new unsigned char[length]();
       for (int y = 0; y < h; ++y)

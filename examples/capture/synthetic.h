@@ -17,7 +17,7 @@ struct SyntheticLabel {
   int grey = 0;     // the label's mean grey value
 };
 
-struct SyntheticFrameSpec {
+struct SyntheticFramePlan {
   int index = 0;
   int width = 0;
   int height = 0;
@@ -25,13 +25,13 @@ struct SyntheticFrameSpec {
   std::vector<SyntheticLabel> labels;
 };
 
-// The specs of `count` frames of the given size; the same for the same arguments.
-std::vector<SyntheticFrameSpec> MakeSyntheticSpecs(int count, int width, int height);
+// The plans of `count` frames of the given size; the same for the same arguments.
+std::vector<SyntheticFramePlan> PlanSyntheticFrames(int count, int width, int height);
 
 // Draws a frame: grey, 24-bit colour or YUV 4:2:0 by its index, with a video-frame or
 // file tag whose image id is the frame index. A pixel is dark when its centre lies in
 // a label. The caller owns the image.
-norvane::basic_structures::CImageData* RenderSyntheticFrame(const SyntheticFrameSpec& spec);
+norvane::basic_structures::CImageData* RenderSyntheticFrame(const SyntheticFramePlan& plan);
 
 }  // namespace capture
 

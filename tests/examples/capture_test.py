@@ -164,6 +164,14 @@ def case_default(workdir, program):
                   "JSON log label " + str(label))
             check(120 < label["darkness"] < 240, "darkness of a dark label " + str(label))
 
+    # One worker finds exactly what two found: results do not depend on scheduling.
+    single = run(program, ["--workers", "1", "--json"])
+    check(single.returncode == 0, "one worker: exit code %d" % single.returncode)
+    quads = lambda frame: sorted(label["quad"] for label in frame["labels"])
+    alone = {frame["imageId"]: quads(frame) for frame in json.loads(single.stdout)}
+    check(alone == {frame["imageId"]: quads(frame) for frame in frames},
+          "one worker found other labels than two")
+
     # Image logs: a valid PNG per frame in both layers.
     for layer in ("localize", "measure"):
         names = sorted(os.listdir(os.path.join(logs, layer)))
@@ -187,6 +195,19 @@ def case_timeout(workdir, program):
         check(frame["errorCode"] == -10026, "error code %d" % frame["errorCode"])
         check(frame["errorString"] == "Operation timeout.", "error text " + frame["errorString"])
         check(frame["labels"] == [], "labels on a timed-out frame")
+
+
+    # Dropping the oldest buffered image under a slow detector: every frame is either
+    # processed once or counted as dropped.
+    dropping = run(program, ["--drop-oldest", "--json", "--detector-options", "delay-ms=5"])
+    check(dropping.returncode == 0, "--drop-oldest: exit code %d" % dropping.returncode)
+    numbers = summary_numbers(dropping.stderr)
+    ids = [frame["imageId"] for frame in json.loads(dropping.stdout)]
+    check(len(ids) == len(set(ids)) == numbers["frames"], "--drop-oldest: frames " + str(ids))
+    check(numbers["frames"] + numbers["dropped"] == 24 and numbers["timeouts"] == 0,
+          "--drop-oldest: frames not accounted for")
+    check(re.search(r"ground truth: (\d+) of \1 labels found", dropping.stderr) is not None,
+          "--drop-oldest: labels of processed frames missed")
 
 
 def case_input(workdir, program):
