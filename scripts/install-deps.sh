@@ -14,6 +14,7 @@ BASE_PKGS=(
   libbenchmark-dev                  # benchmarks
   libspdlog-dev                     # benchmarks only: the log benchmark's baseline
   libyuv-dev                        # speed anchor of the pixel-conversion benchmarks
+  libstb-dev zlib1g-dev             # norvane-capture: image files in, PNG image logs out
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf

@@ -25,14 +25,14 @@ case "$config" in
   asan)
     scripts/install-deps.sh
     dir=$root/build-asan
-    args+=(-DNORVANE_SANITIZE=address,undefined -DNORVANE_BUILD_BENCHMARKS=OFF -DNORVANE_BUILD_EXAMPLES=OFF)
+    args+=(-DNORVANE_SANITIZE=address,undefined -DNORVANE_BUILD_BENCHMARKS=OFF)
     export ASAN_OPTIONS=abort_on_error=0:detect_leaks=1:strict_string_checks=1
     export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ;;
   tsan)
     scripts/install-deps.sh
     dir=$root/build-tsan
     args+=(-DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DNORVANE_SANITIZE=thread
-           -DNORVANE_BUILD_BENCHMARKS=OFF -DNORVANE_BUILD_EXAMPLES=OFF)
+           -DNORVANE_BUILD_BENCHMARKS=OFF)
     export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 ;;
   armhf)
     scripts/install-deps.sh armhf

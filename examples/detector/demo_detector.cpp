@@ -1,0 +1,421 @@
+// libNorvaneDemoDetector.so: the sample sibling module of norvane-capture. It finds
+// dark rectangular labels on a light background and measures them; see
+// demo_detector.h for the tasks and their options.
+//
+// The pixel work is plain C++: an Otsu threshold, 4-connected components by flood
+// fill, the convex hull of each component's pixel corners and its minimum-area
+// rectangle by rotating calipers.
+#include "demo_detector.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "norvane/NorvaneCore.h"
+
+namespace norvane {
+namespace demo {
+namespace {
+
+using basic_structures::CImageData;
+using basic_structures::CQuadrilateral;
+using basic_structures::TQImageData;
+typedef basic_structures::TQPoint_<int> Point;
+
+// Components smaller than this many pixels are noise, not labels.
+constexpr int kMinLabelPixels = 150;
+// The two classes of the threshold must differ at least this much in mean grey.
+constexpr double kMinContrast = 30.0;
+
+struct Options {
+  int delayMs = 0;
+  bool noop = false;
+};
+
+bool ParseOptions(const char* text, Options* options) {
+  if (text == nullptr) return true;
+  std::stringstream stream(text);
+  std::string item;
+  while (std::getline(stream, item, ',')) {
+    if (item.empty()) continue;
+    if (item == "noop") {
+      options->noop = true;
+    } else if (item.rfind("delay-ms=", 0) == 0) {
+      const std::string value = item.substr(9);
+      char* end = nullptr;
+      const long ms = std::strtol(value.c_str(), &end, 10);
+      if (value.empty() || *end != '\0' || ms < 0 || ms > 600000) return false;
+      options->delayMs = static_cast<int>(ms);
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Waits `delayMs` milliseconds in steps of one, asking the check-point each time.
+// True (with its code) when the task must stop.
+bool DelayAtCheckPoints(const TQSourceImageObject* source, int delayMs, int* code) {
+  for (int i = 0; i < delayMs; ++i) {
+    if (source->IsCheckPointNeedExit(code)) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return source->IsCheckPointNeedExit(code);
+}
+
+// A grey view of an image; converts when the image is not 8-bit grey.
+class GreyView {
+ public:
+  explicit GreyView(const CImageData* image) {
+    if (image->GetImagePixelFormat() == basic_structures::IPF_GRAYSCALE) {
+      image_ = image;
+    } else {
+      converted_.reset(TQ_ConvertToGrayscale(image));
+      image_ = converted_.get();
+    }
+  }
+  bool valid() const { return image_ != nullptr && image_->GetBytes() != nullptr; }
+  int width() const { return image_->GetWidth(); }
+  int height() const { return image_->GetHeight(); }
+  const unsigned char* row(int y) const {
+    return image_->GetBytes() + static_cast<size_t>(y) * static_cast<size_t>(image_->GetStride());
+  }
+
+ private:
+  const CImageData* image_ = nullptr;
+  std::unique_ptr<CImageData> converted_;
+};
+
+// Otsu's threshold: grey values at or below it are dark. -1 when the image has no
+// two classes that differ enough to be labels on a background.
+int OtsuThreshold(const GreyView& grey) {
+  uint64_t histogram[256] = {};
+  for (int y = 0; y < grey.height(); ++y) {
+    const unsigned char* row = grey.row(y);
+    for (int x = 0; x < grey.width(); ++x) ++histogram[row[x]];
+  }
+  const double total = static_cast<double>(grey.width()) * grey.height();
+  double sumAll = 0;
+  for (int v = 0; v < 256; ++v) sumAll += v * static_cast<double>(histogram[v]);
+  double below = 0, sumBelow = 0, bestScore = -1;
+  int best = -1;
+  double bestContrast = 0;
+  for (int t = 0; t < 255; ++t) {
+    below += static_cast<double>(histogram[t]);
+    sumBelow += t * static_cast<double>(histogram[t]);
+    const double above = total - below;
+    if (below == 0 || above == 0) continue;
+    const double meanBelow = sumBelow / below;
+    const double meanAbove = (sumAll - sumBelow) / above;
+    const double score = below * above * (meanAbove - meanBelow) * (meanAbove - meanBelow);
+    if (score > bestScore) {
+      bestScore = score;
+      best = t;
+      bestContrast = meanAbove - meanBelow;
+    }
+  }
+  return bestContrast >= kMinContrast ? best : -1;
+}
+
+struct Vec {
+  double x, y;
+};
+
+double Cross(const Vec& o, const Vec& a, const Vec& b) {
+  return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
+}
+
+// Andrew's monotone chain; the hull runs counter-clockwise in x-right/y-up terms.
+std::vector<Vec> ConvexHull(std::vector<Vec> points) {
+  std::sort(points.begin(), points.end(),
+            [](const Vec& a, const Vec& b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
+  points.erase(std::unique(points.begin(), points.end(),
+                           [](const Vec& a, const Vec& b) { return a.x == b.x && a.y == b.y; }),
+               points.end());
+  if (points.size() < 3) return points;
+  std::vector<Vec> hull(2 * points.size());
+  size_t k = 0;
+  for (size_t i = 0; i < points.size(); ++i) {
+    while (k >= 2 && Cross(hull[k - 2], hull[k - 1], points[i]) <= 0) --k;
+    hull[k++] = points[i];
+  }
+  for (size_t i = points.size() - 1, lower = k + 1; i > 0; --i) {
+    while (k >= lower && Cross(hull[k - 2], hull[k - 1], points[i - 1]) <= 0) --k;
+    hull[k++] = points[i - 1];
+  }
+  hull.resize(k - 1);
+  return hull;
+}
+
+// The minimum-area rectangle around a convex hull: one of its sides lies on a hull
+// edge, so every edge direction is tried. False for a degenerate hull.
+bool MinAreaRectangle(const std::vector<Vec>& hull, Vec corners[4]) {
+  if (hull.size() < 3) return false;
+  double bestArea = -1;
+  for (size_t i = 0; i < hull.size(); ++i) {
+    const Vec& a = hull[i];
+    const Vec& b = hull[(i + 1) % hull.size()];
+    const double length = std::hypot(b.x - a.x, b.y - a.y);
+    if (length == 0) continue;
+    const Vec u{(b.x - a.x) / length, (b.y - a.y) / length};
+    const Vec v{-u.y, u.x};
+    double minU = 1e300, maxU = -1e300, minV = 1e300, maxV = -1e300;
+    for (const Vec& p : hull) {
+      const double pu = p.x * u.x + p.y * u.y;
+      const double pv = p.x * v.x + p.y * v.y;
+      minU = std::min(minU, pu);
+      maxU = std::max(maxU, pu);
+      minV = std::min(minV, pv);
+      maxV = std::max(maxV, pv);
+    }
+    const double area = (maxU - minU) * (maxV - minV);
+    if (bestArea < 0 || area < bestArea) {
+      bestArea = area;
+      const double us[4] = {minU, maxU, maxU, minU};
+      const double vs[4] = {minV, minV, maxV, maxV};
+      for (int c = 0; c < 4; ++c) {
+        corners[c] = {us[c] * u.x + vs[c] * v.x, us[c] * u.y + vs[c] * v.y};
+      }
+    }
+  }
+  return bestArea > 0;
+}
+
+// One dark component: its pixel count and the corners of its boundary pixels.
+struct Component {
+  int pixels = 0;
+  std::vector<Vec> corners;
+};
+
+class LocalizeTask : public TQ_TaskObjectBase {
+ public:
+  explicit LocalizeTask(const Options& options) : options_(options) {}
+
+  ErrorCode RunTask(TQTaskOutput* output, TQSemaphore*) override {
+    TQRef<TQRegionObject> whole = output->GetRegion();
+    int code = 0;
+    if (whole.IsNull() || whole->GetSourceImageObject().IsNull()) return Finish(EC_NULL_POINTER);
+    TQSourceImageObject* source = whole->GetSourceImageObject().get();
+    if (DelayAtCheckPoints(source, options_.delayMs, &code)) return Finish(code);
+    if (options_.noop) return Finish(0);
+
+    TQImageData* image = whole->GetRegionImage();
+    if (image == nullptr) return Finish(EC_NULL_POINTER);
+    const GreyView grey(image);
+    if (!grey.valid()) return Finish(EC_NULL_POINTER);
+    const int threshold = OtsuThreshold(grey);
+    if (threshold < 0) return Finish(0);
+
+    std::vector<Component> components;
+    if (!FindComponents(grey, threshold, source, &components, &code)) return Finish(code);
+
+    std::string allQuads;
+    int index = 0;
+    for (const Component& component : components) {
+      Vec corners[4];
+      if (!MinAreaRectangle(ConvexHull(component.corners), corners)) continue;
+      CQuadrilateral quad;
+      for (int c = 0; c < 4; ++c) {
+        quad.points[c].x = static_cast<int>(std::lround(corners[c].x));
+        quad.points[c].y = static_cast<int>(std::lround(corners[c].y));
+      }
+      TQRef<TQRegionObject> region(new TQRegionObject(kLabelRegionType, image));
+      region->SetSourceImageObject(whole->GetSourceImageObject());
+      region->SetReferenceRegion(whole);
+      region->SetTargetROIDefName("label");
+      region->SetProductTaskName(GetTaskName());
+      if (region->SetLocationWithQuadrilateral(quad) != 0) continue;  // degenerate
+      region->GetModuleMap()[kKeyIndex] = std::to_string(index++);
+      for (int c = 0; c < 4; ++c) {
+        const Point& p = region->GetVertex(c);
+        allQuads += std::to_string(p.x) + " " + std::to_string(p.y) + (c == 3 ? ";" : " ");
+      }
+      output->AddTaskResult(new TQTaskOutputAtomResult(region));
+    }
+    whole->GetModuleMap()[kKeyAllLabels] = allQuads;
+    return Finish(0);
+  }
+
+  const char* GetTaskDescription() const override {
+    return "finds dark rectangular labels on the whole image";
+  }
+
+ private:
+  ErrorCode Finish(ErrorCode code) {
+    SetTaskFinished();
+    return code;
+  }
+
+  // Flood-fills the 4-connected dark components. False (with the check-point's code)
+  // when the task must stop.
+  static bool FindComponents(const GreyView& grey, int threshold, const TQSourceImageObject* source,
+                             std::vector<Component>* out, int* code) {
+    const int w = grey.width(), h = grey.height();
+    std::vector<uint8_t> dark(static_cast<size_t>(w) * h);
+    for (int y = 0; y < h; ++y) {
+      const unsigned char* row = grey.row(y);
+      uint8_t* d = &dark[static_cast<size_t>(y) * w];
+      for (int x = 0; x < w; ++x) d[x] = row[x] <= threshold ? 1 : 0;
+    }
+    auto isDark = [&](int x, int y) {
+      return x >= 0 && y >= 0 && x < w && y < h && dark[static_cast<size_t>(y) * w + x] != 0;
+    };
+    std::vector<int> stack;
+    for (int y = 0; y < h; ++y) {
+      if ((y & 63) == 0 && source->IsCheckPointNeedExit(code)) return false;
+      for (int x = 0; x < w; ++x) {
+        if (dark[static_cast<size_t>(y) * w + x] != 1) continue;
+        Component component;
+        dark[static_cast<size_t>(y) * w + x] = 2;  // 2: visited
+        stack.assign(1, y * w + x);
+        while (!stack.empty()) {
+          const int at = stack.back();
+          stack.pop_back();
+          const int px = at % w, py = at / w;
+          ++component.pixels;
+          static const int kDx[4] = {1, -1, 0, 0}, kDy[4] = {0, 0, 1, -1};
+          bool boundary = false;
+          for (int n = 0; n < 4; ++n) {
+            const int nx = px + kDx[n], ny = py + kDy[n];
+            if (!isDark(nx, ny)) {
+              boundary = true;
+              continue;
+            }
+            uint8_t& mark = dark[static_cast<size_t>(ny) * w + nx];
+            if (mark == 1) {
+              mark = 2;
+              stack.push_back(ny * w + nx);
+            }
+          }
+          if (boundary) {
+            // The pixel covers [px, px + 1] x [py, py + 1]: its corners bound the label.
+            component.corners.push_back({static_cast<double>(px), static_cast<double>(py)});
+            component.corners.push_back({px + 1.0, static_cast<double>(py)});
+            component.corners.push_back({static_cast<double>(px), py + 1.0});
+            component.corners.push_back({px + 1.0, py + 1.0});
+          }
+        }
+        if (component.pixels >= kMinLabelPixels) out->push_back(std::move(component));
+      }
+    }
+    return true;
+  }
+
+  Options options_;
+};
+
+// Parses "x0 y0 x1 y1 x2 y2 x3 y3;" groups.
+std::vector<TQ_Quad> ParseQuads(const std::string& text) {
+  std::vector<TQ_Quad> quads;
+  std::stringstream stream(text);
+  std::string group;
+  while (std::getline(stream, group, ';')) {
+    std::stringstream numbers(group);
+    Point points[4];
+    int read = 0;
+    for (int x = 0, y = 0; read < 4 && (numbers >> x >> y); ++read) points[read] = Point(x, y);
+    if (read == 4) quads.emplace_back(points);
+  }
+  return quads;
+}
+
+class MeasureTask : public TQ_TaskObjectBase {
+ public:
+  explicit MeasureTask(const Options& options) : options_(options) {}
+
+  ErrorCode RunTask(TQTaskOutput* output, TQSemaphore*) override {
+    TQRef<TQRegionObject> region = output->GetRegion();
+    int code = 0;
+    if (region.IsNull() || region->GetSourceImageObject().IsNull()) return Finish(EC_NULL_POINTER);
+    if (DelayAtCheckPoints(region->GetSourceImageObject().get(), options_.delayMs, &code)) {
+      return Finish(code);
+    }
+    if (IsDuplicate(output, region.get())) return Finish(0);
+
+    TQImageData* image = region->GetRegionImage();
+    if (image == nullptr) return Finish(EC_NULL_POINTER);
+    const GreyView grey(image);
+    if (!grey.valid()) return Finish(EC_NULL_POINTER);
+    std::vector<Point> pixels;
+    pixels.reserve(
+        static_cast<size_t>(region->GetAllPixelsReserveSize(0, grey.width(), grey.height())));
+    region->GetAllPixels(pixels, PM_BRESENHAM, 0, grey.width(), grey.height());
+    uint64_t darkness = 0;
+    for (const Point& p : pixels) darkness += 255u - grey.row(p.y)[p.x];
+    const double meanDarkness =
+        pixels.empty() ? 0.0 : static_cast<double>(darkness) / pixels.size();
+
+    // The label's angle is that of its longer side, in 0..179.
+    const TQ_LineSegmentEnhanced& e0 = region->GetEdge(0);
+    const TQ_LineSegmentEnhanced& e1 = region->GetEdge(1);
+    const int angle = (e0.GetRealLength() >= e1.GetRealLength() ? e0 : e1).CalcAngle() % 180;
+
+    std::map<std::string, std::string>& values = region->GetModuleMap();
+    values[kKeyArea] = std::to_string(region->GetArea());
+    values[kKeyAngle] = std::to_string(angle);
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.1f", meanDarkness);
+    values[kKeyDarkness] = text;
+    output->AddTaskResult(new TQTaskOutputAtomResult(region));
+    return Finish(0);
+  }
+
+  const char* GetTaskDescription() const override {
+    return "measures a label's area, angle and darkness and drops duplicates";
+  }
+
+ private:
+  ErrorCode Finish(ErrorCode code) {
+    SetTaskFinished();
+    return code;
+  }
+
+  // A label duplicates another of its frame when they overlap and the other is larger
+  // (or as large and found first). The frame region, written once by "localize",
+  // lists every label; it is only read here.
+  static bool IsDuplicate(TQTaskOutput* output, TQRegionObject* region) {
+    const TQRef<TQRegionObject>& frame = output->GetReferenceRegion();
+    if (frame.IsNull()) return false;
+    const std::map<std::string, std::string>& frameValues = frame->GetModuleMap();
+    const std::map<std::string, std::string>& values = region->GetModuleMap();
+    const auto all = frameValues.find(kKeyAllLabels);
+    const auto own = values.find(kKeyIndex);
+    if (all == frameValues.end() || own == values.end()) return false;
+    const int ownIndex = std::atoi(own->second.c_str());
+    const int ownArea = region->GetArea();
+    const std::vector<TQ_Quad> others = ParseQuads(all->second);
+    for (size_t i = 0; i < others.size(); ++i) {
+      if (static_cast<int>(i) == ownIndex) continue;
+      const int area = others[i].GetArea();
+      const bool outranks = area > ownArea || (area == ownArea && static_cast<int>(i) < ownIndex);
+      if (outranks && region->IsOverlapWithOtherQuad(others[i], 0.0f)) return true;
+    }
+    return false;
+  }
+
+  Options options_;
+};
+
+}  // namespace
+}  // namespace demo
+}  // namespace norvane
+
+extern "C" __attribute__((visibility("default"))) norvane::TQ_TaskObjectBase* NorvaneDemoCreateTask(
+    const char* name, const char* options) {
+  using norvane::demo::Options;
+  Options parsed;
+  if (name == nullptr || !norvane::demo::ParseOptions(options, &parsed)) return nullptr;
+  if (std::strcmp(name, "localize") == 0) return new norvane::demo::LocalizeTask(parsed);
+  if (std::strcmp(name, "measure") == 0) return new norvane::demo::MeasureTask(parsed);
+  return nullptr;
+}
