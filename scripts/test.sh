@@ -16,7 +16,7 @@ config=${1:-default}
 root=${NORVANE_BUILD_ROOT:-$PWD}
 jobs=${NORVANE_JOBS:-2}
 
-args=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo)
+args=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNORVANE_BUILD_EXAMPLES=ON)
 [[ "${CI:-}" == "true" ]] && args+=(-DNORVANE_WERROR=ON)
 case "$config" in
   default)
