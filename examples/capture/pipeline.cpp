@@ -1,5 +1,7 @@
 #include "pipeline.h"
 
+#include <time.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -32,6 +34,16 @@ using norvane::basic_structures::CImageData;
 using norvane::basic_structures::CImageSourceAdapter;
 using norvane::basic_structures::TQHashedImageData;
 typedef std::chrono::steady_clock Clock;
+
+// The CPU time the calling thread has used, in seconds.
+double ThreadCpuSeconds() {
+  timespec now;
+  if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now) != 0) return 0;
+  return static_cast<double>(now.tv_sec) + now.tv_nsec * 1e-9;
+}
+
+// Completed units a worker lets pile up before it wakes the router.
+constexpr size_t kCompletionBatch = 8;
 
 const char kFrameDef[] = "frame";
 const char kLabelDef[] = "label";
@@ -119,10 +131,24 @@ struct Unit {
   bool localize = false;
 };
 
+// The counted image of a frame, made from the grey image the router took out of the
+// adapter without copying its bytes: it keeps that image and reads its bytes.
+class AdoptedImage : public TQHashedImageData {
+ public:
+  explicit AdoptedImage(std::unique_ptr<CImageData> grey)
+      : TQHashedImageData(grey->GetBytesLength(), grey->GetBytes(), nullptr, grey->GetWidth(),
+                          grey->GetHeight(), grey->GetStride(), grey->GetImagePixelFormat(),
+                          grey->GetOrientation(), grey->GetImageTag()),
+        grey_(std::move(grey)) {}
+
+ private:
+  std::unique_ptr<CImageData> grey_;
+};
+
 struct Frame {
   TQRef<TQSourceImageObject> source;
   TQRef<TQRegionObject> whole;
-  std::unique_ptr<CImageData> grey;  // as the router took it from the adapter
+  TQRef<TQHashedImageData> image;  // the grey image the tasks see
   TQRef<FrameResult> result;
   Clock::time_point start;
   int pending = 0;
@@ -155,8 +181,12 @@ class Run {
     std::thread producerThread([this] {
       producer_->Produce([this](CImageData* image) {
         adapter_.AddImageToBuffer(image, false);
-        MutexLock lock(&routerMutex_);
-        routerCv_.Signal();
+        bool wake;
+        {
+          MutexLock lock(&routerMutex_);
+          wake = routerWaitsForImage_;
+        }
+        if (wake) routerCv_.Signal();
       });
       adapter_.SetFinished();
       MutexLock lock(&routerMutex_);
@@ -165,9 +195,17 @@ class Run {
     });
     std::thread keeper([this] { KeepTime(); });
     std::vector<std::thread> workers;
-    for (int i = 0; i < options_.workers; ++i) workers.emplace_back([this] { Work(); });
+    std::vector<double> pixelSeconds(static_cast<size_t>(options_.workers), 0.0);
+    for (int i = 0; i < options_.workers; ++i) {
+      workers.emplace_back([this, &pixelSeconds, i] {
+        Work();
+        if (options_.pixelSeconds != nullptr) pixelSeconds[i] = options_.pixelSeconds();
+      });
+    }
 
+    const double routerCpu = ThreadCpuSeconds();
     Route(onFrame, ok);
+    const double routerCpuSeconds = ThreadCpuSeconds() - routerCpu;
 
     {
       MutexLock lock(&workMutex_);
@@ -190,6 +228,11 @@ class Run {
     totals.units = unitsRun_;
     totals.semaphoreLeft = semaphore_.GetValue();
     totals.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    totals.routerCpuSeconds = routerCpuSeconds;
+    if (options_.pixelSeconds != nullptr) {
+      totals.pixelSeconds = 0;
+      for (double seconds : pixelSeconds) totals.pixelSeconds += seconds;
+    }
     pool_.GetCacheManager()->CleanAllCacheMap();
     return totals;
   }
@@ -213,10 +256,15 @@ class Run {
         MutexLock lock(&routerMutex_);
         if (completed_.empty()) {
           if (frames_.empty() && producerDone_ && adapter_.IsBufferEmpty()) break;
-          if (frames_.size() < maxInFlight && !adapter_.IsBufferEmpty()) continue;
-          // Woken by a completed unit, a new image or the producer's end; the bound
-          // is only a safety net.
+          const bool wantsImage = frames_.size() < maxInFlight;
+          if (wantsImage && !adapter_.IsBufferEmpty()) continue;
+          // Woken by completed units (see Work), a new image when it wants one or the
+          // producer's end; the bound is only a safety net.
+          routerWaiting_ = true;
+          routerWaitsForImage_ = wantsImage;
           routerCv_.WaitUntil(Clock::now() + std::chrono::milliseconds(100));
+          routerWaiting_ = false;
+          routerWaitsForImage_ = false;
           continue;
         }
         completed.swap(completed_);
@@ -229,16 +277,13 @@ class Run {
   }
 
   bool StartFrame(CImageData* taken) {
-    std::unique_ptr<CImageData> image(taken);
-    const int imageId = image->GetImageTag() != nullptr ? image->GetImageTag()->GetImageId() : -1;
-    TQRef<TQHashedImageData> counted(
-        new TQHashedImageData(image->GetBytesLength(), image->GetBytes(), image->GetWidth(),
-                              image->GetHeight(), image->GetStride(), image->GetImagePixelFormat(),
-                              image->GetOrientation(), image->GetImageTag()));
     Frame frame;
     frame.start = Clock::now();
+    frame.image = new AdoptedImage(std::unique_ptr<CImageData>(taken));
+    const CImageData* image = frame.image.get();
+    const int imageId = image->GetImageTag() != nullptr ? image->GetImageTag()->GetImageId() : -1;
     frame.source =
-        new TQSourceImageObject(counted.get(), graph_->NextPriority(), options_.timeoutTicks);
+        new TQSourceImageObject(frame.image.get(), graph_->NextPriority(), options_.timeoutTicks);
     frame.source->SetManagerPool(&pool_);
     pool_.GetCacheManager()->AddToCacheMap(new SourceImageCacheBase(frame.source.get()));
     graph_->StartSourceImage(frame.source.get());
@@ -248,7 +293,6 @@ class Run {
     frame.result->imageId = imageId;
     frame.result->width = image->GetWidth();
     frame.result->height = image->GetHeight();
-    frame.grey = std::move(image);
     const int key = nextFrameKey_++;
     Frame& stored = frames_[key] = std::move(frame);
     return AddUnit(key, stored, kFrameDef, kLocalize, TQRef<TQRegionObject>(), stored.whole);
@@ -277,6 +321,7 @@ class Run {
     MutexLock lock(&workMutex_);
     unit->unit->LogPush();
     (unit->localize ? localizeQueue_ : measureQueue_).push(unit->unit);
+    queuedUnits_.fetch_add(1, std::memory_order_relaxed);
     workCv_.Signal();
     return true;
   }
@@ -342,7 +387,7 @@ class Run {
     result->milliseconds =
         std::chrono::duration<double, std::milli>(Clock::now() - frame.start).count();
     ++framesDone_;
-    onFrame(result, frame.grey.get());
+    onFrame(result, frame.image.get());
     TQRef<norvane::SourceImageCacheBase> cache =
         pool_.GetCacheManager()->GetFromCacheMap(frame.source->GetHashID());
     if (!cache.IsNull()) cache->SetDone();
@@ -367,13 +412,22 @@ class Run {
         }
         unit = queue->front();
         queue->pop();
+        queuedUnits_.fetch_sub(1, std::memory_order_relaxed);
         unit->LogPop();
       }
       unit->Process();
       const bool finished = unit->FinishTask();
-      MutexLock lock(&routerMutex_);
-      completed_.emplace_back(unit, finished);
-      routerCv_.Signal();
+      // A waiting router is woken for a batch of completed units, or as soon as the
+      // workers are about to run out of queued units; every wake-up of a thread costs
+      // the other worker's core a context switch.
+      bool wake;
+      {
+        MutexLock lock(&routerMutex_);
+        completed_.emplace_back(unit, finished);
+        wake = routerWaiting_ && (completed_.size() >= kCompletionBatch ||
+                                  queuedUnits_.load(std::memory_order_relaxed) <= options_.workers);
+      }
+      if (wake) routerCv_.Signal();
     }
   }
 
@@ -410,6 +464,9 @@ class Run {
   CondVar routerCv_;
   std::deque<std::pair<TQRef<TQTargetTaskUnit>, bool>> completed_ GUARDED_BY(routerMutex_);
   bool producerDone_ GUARDED_BY(routerMutex_) = false;
+  bool routerWaiting_ GUARDED_BY(routerMutex_) = false;
+  bool routerWaitsForImage_ GUARDED_BY(routerMutex_) = false;
+  std::atomic<int> queuedUnits_{0};  // units in the queues, not yet taken by a worker
 
   Mutex keeperMutex_;
   CondVar keeperCv_;

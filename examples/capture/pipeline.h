@@ -58,6 +58,7 @@ class FrameResult : public norvane::basic_structures::ResultImpBase {
 
 // Where images come from: runs on its own thread and hands every image to `offer`,
 // which buffers it (waiting for room unless the oldest image is dropped) and owns it.
+// An image may refer to bytes the producer keeps; the producer outlives the run.
 class FrameProducer {
  public:
   typedef std::function<void(norvane::basic_structures::CImageData*)> Offer;
@@ -75,19 +76,24 @@ struct PipelineOptions {
   bool dropOldest = false;
   std::string detectorOptions;
   norvane::demo::CreateTaskFunction createTask = nullptr;
+  // Null when the module does not report its pixel time.
+  norvane::demo::PixelSecondsFunction pixelSeconds = nullptr;
 };
 
 struct RunTotals {
   int frames = 0;
   int offered = 0;
   int units = 0;
-  long semaphoreLeft = 0;  // semaphore value after the run: 0 when every unit signalled once
-  double seconds = 0;
+  long semaphoreLeft = 0;       // semaphore value after the run: 0 when every unit signalled once
+  double seconds = 0;           // wall time from the start of the threads to their end
+  double pixelSeconds = -1;     // the detector's pixel work summed over the workers; -1: unknown
+  double routerCpuSeconds = 0;  // CPU time of the router thread, callbacks included
 };
 
 // Runs the whole capture; `onFrame` is called on the calling thread for every
-// finished frame, together with the grey image the tasks saw. Returns the totals;
-// false in `ok` when the module could not create a task object.
+// finished frame, together with the grey image the tasks saw (valid during the
+// call). Returns the totals; false in `ok` when the module could not create a task
+// object.
 RunTotals RunPipeline(
     const PipelineOptions& options, FrameProducer* producer,
     const std::function<void(FrameResult*, const norvane::basic_structures::CImageData*)>& onFrame,

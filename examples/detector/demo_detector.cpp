@@ -7,6 +7,8 @@
 // rectangle by rotating calipers.
 #include "demo_detector.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -36,6 +38,30 @@ typedef basic_structures::TQPoint_<int> Point;
 constexpr int kMinLabelPixels = 150;
 // The two classes of the threshold must differ at least this much in mean grey.
 constexpr double kMinContrast = 30.0;
+
+// The CPU time the calling thread has used, in nanoseconds: time during which a
+// worker was preempted does not count as its work.
+int64_t ThreadCpuNanoseconds() {
+  timespec now;
+  if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now) != 0) return 0;
+  return static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+// The calling thread's CPU time in pixel work.
+thread_local int64_t threadPixelNanoseconds = 0;
+
+// Adds the CPU time from its construction to its destruction to the thread's pixel
+// time.
+class PixelTimer {
+ public:
+  PixelTimer() : start_(ThreadCpuNanoseconds()) {}
+  ~PixelTimer() { threadPixelNanoseconds += ThreadCpuNanoseconds() - start_; }
+  PixelTimer(const PixelTimer&) = delete;
+  PixelTimer& operator=(const PixelTimer&) = delete;
+
+ private:
+  int64_t start_;
+};
 
 struct Options {
   int delayMs = 0;
@@ -208,6 +234,7 @@ class LocalizeTask : public TQ_TaskObjectBase {
     TQSourceImageObject* source = whole->GetSourceImageObject().get();
     if (DelayAtCheckPoints(source, options_.delayMs, &code)) return Finish(code);
     if (options_.noop) return Finish(0);
+    const PixelTimer timer;
 
     TQImageData* image = whole->GetRegionImage();
     if (image == nullptr) return Finish(EC_NULL_POINTER);
@@ -340,6 +367,7 @@ class MeasureTask : public TQ_TaskObjectBase {
     if (DelayAtCheckPoints(region->GetSourceImageObject().get(), options_.delayMs, &code)) {
       return Finish(code);
     }
+    const PixelTimer timer;
     if (IsDuplicate(output, region.get())) return Finish(0);
 
     TQImageData* image = region->GetRegionImage();
@@ -418,4 +446,8 @@ extern "C" __attribute__((visibility("default"))) norvane::TQ_TaskObjectBase* No
   if (std::strcmp(name, "localize") == 0) return new norvane::demo::LocalizeTask(parsed);
   if (std::strcmp(name, "measure") == 0) return new norvane::demo::MeasureTask(parsed);
   return nullptr;
+}
+
+extern "C" __attribute__((visibility("default"))) double NorvaneDemoPixelSeconds() {
+  return static_cast<double>(norvane::demo::threadPixelNanoseconds) * 1e-9;
 }

@@ -38,6 +38,13 @@ typedef TQ_TaskObjectBase* (*CreateTaskFunction)(const char* name, const char* o
 constexpr const char kModuleName[] = "NorvaneDemoDetector";
 constexpr const char kCreateTaskName[] = "NorvaneDemoCreateTask";
 
+// The CPU seconds the calling thread has spent in the tasks' pixel work (all that
+// "noop" skips: thresholding, components, rectangles, measuring) since it first ran
+// a task. The program reads it on each worker thread to tell the detector's own
+// time from the pipeline's.
+typedef double (*PixelSecondsFunction)();
+constexpr const char kPixelSecondsName[] = "NorvaneDemoPixelSeconds";
+
 }  // namespace demo
 }  // namespace norvane
 

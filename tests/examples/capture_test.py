@@ -44,6 +44,22 @@ def summary_numbers(text):
     return dict(zip(keys, (int(v) for v in match.groups())))
 
 
+def time_figures(text):
+    """Wall seconds, pixel-work seconds, workers and the two shares of the time line."""
+    match = re.search(r"^time: ([\d.]+) s wall, detector pixel work ([\d.]+) s CPU in (\d+) "
+                      r"workers? \(([\d.]+)% of their wall time, ([\d.]+)% outside it\), "
+                      r"router ([\d.]+) ms CPU per frame", text, re.M)
+    check(match is not None, "no time line")
+    wall, pixel, workers, inside, outside, router = (float(v) for v in match.groups())
+    # CPU time spent inside the run's threads cannot exceed their wall time.
+    check(0 < wall and 0 <= pixel <= workers * wall + 0.002,
+          "pixel work %.3f s in %d workers over %.3f s" % (pixel, workers, wall))
+    check(abs(inside + outside - 100) < 0.15, "shares do not add up: %s" % match.group(0))
+    check(abs(inside - 100 * pixel / (workers * wall)) < 0.5, "inside share: " + match.group(0))
+    return {"wall": wall, "pixel": pixel, "workers": int(workers), "outside": outside,
+            "router": router}
+
+
 def png_size(path):
     """Width and height from a PNG's IHDR, after checking the signature and its CRC."""
     with open(path, "rb") as f:
@@ -124,6 +140,8 @@ def case_default(workdir, program):
     found, total = int(truth.group(1)), int(truth.group(2))
     check(total >= 24 and found == total, "found %d of %d labels" % (found, total))
     check(re.search(r"ground truth: .*, 0 extra", result.stdout) is not None, "extra labels")
+    figures = time_figures(result.stdout)
+    check(figures["workers"] == 2 and figures["pixel"] > 0, "time line of two workers")
     frame_lines = re.findall(r"^frame +(\d+): ", result.stdout, re.M)
     check(sorted(int(f) for f in frame_lines) == list(range(24)), "frame lines are not 0..23 once")
 
@@ -171,6 +189,15 @@ def case_default(workdir, program):
     alone = {frame["imageId"]: quads(frame) for frame in json.loads(single.stdout)}
     check(alone == {frame["imageId"]: quads(frame) for frame in frames},
           "one worker found other labels than two")
+
+    # A detector that skips its pixel work finds nothing and reports no pixel time.
+    idle = run(program, ["--frames", "6", "--detector-options", "noop"])
+    check(idle.returncode == 0, "noop: exit code %d" % idle.returncode)
+    numbers = summary_numbers(idle.stdout)
+    check(numbers["frames"] == 6 and numbers["labels"] == 0 and numbers["units"] == 6,
+          "noop: frames, labels or units")
+    figures = time_figures(idle.stdout)
+    check(figures["pixel"] == 0 and figures["outside"] == 100, "noop: pixel time reported")
 
     # Image logs: a valid PNG per frame in both layers.
     for layer in ("localize", "measure"):
