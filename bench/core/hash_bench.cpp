@@ -20,7 +20,7 @@ void BM_HashBlock(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
 }
-BENCHMARK(BM_HashBlock)->Arg(64)->Arg(4096)->Arg(32768);
+BENCHMARK(BM_HashBlock)->Arg(64)->Arg(4096)->Arg(32768)->Arg(1280 * 720);
 
 void BM_HashPlainLoop(benchmark::State& state) {
   const auto data = Input(static_cast<size_t>(state.range(0)));
@@ -30,6 +30,6 @@ void BM_HashPlainLoop(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
 }
-BENCHMARK(BM_HashPlainLoop)->Arg(64)->Arg(4096)->Arg(32768);
+BENCHMARK(BM_HashPlainLoop)->Arg(64)->Arg(4096)->Arg(32768)->Arg(1280 * 720);
 
 }  // namespace
