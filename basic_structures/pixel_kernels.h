@@ -57,6 +57,31 @@ void GreyFromRgba32RowReference(const uint8_t* src, uint8_t* dst, int width);
 void Bgr24FromNv21RowReference(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, int width);
 void Bgr24FromNv12RowReference(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, int width);
 
+// The reference kernel of one channel order, for the pixels a SIMD kernel leaves at the
+// end of a row: the `width - x` pixels from pixel x on (nothing when x >= width).
+template <bool RedFirst>
+inline void GreyFrom24TailReference(const uint8_t* src, uint8_t* dst, int x, int width) {
+  if (x < width) {
+    (RedFirst ? GreyFromRgb24RowReference : GreyFromBgr24RowReference)(src + 3 * x, dst + x,
+                                                                       width - x);
+  }
+}
+template <bool RedFirst>
+inline void GreyFrom32TailReference(const uint8_t* src, uint8_t* dst, int x, int width) {
+  if (x < width) {
+    (RedFirst ? GreyFromRgba32RowReference : GreyFromBgra32RowReference)(src + 4 * x, dst + x,
+                                                                         width - x);
+  }
+}
+template <bool VFirst>
+inline void Bgr24FromSemiPlanarTailReference(const uint8_t* y, const uint8_t* chroma, uint8_t* dst,
+                                             int x, int width) {
+  if (x < width) {
+    (VFirst ? Bgr24FromNv21RowReference : Bgr24FromNv12RowReference)(y + x, chroma + x,
+                                                                     dst + 3 * x, width - x);
+  }
+}
+
 // Grey and colour rows of the packed formats 0, 1, 2, 4 to 13 and 15 (not the YUV
 // formats 3 and 14), in plain C++.
 void GreyRowReference(basic_structures::ImagePixelFormat format, const uint8_t* src, uint8_t* dst,

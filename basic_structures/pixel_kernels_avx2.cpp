@@ -47,10 +47,7 @@ NORVANE_TARGET_AVX2 void GreyFrom32(const uint8_t* src, uint8_t* dst, int width)
     const __m256i g3 = GreyOfDwords<RedFirst>(_mm256_loadu_si256(p + 3));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), PackDwordsToBytes(g0, g1, g2, g3));
   }
-  if (x < width) {
-    (RedFirst ? GreyFromRgba32RowReference : GreyFromBgra32RowReference)(src + 4 * x, dst + x,
-                                                                         width - x);
-  }
+  GreyFrom32TailReference<RedFirst>(src, dst, x, width);
 }
 
 // Eight 3-byte pixels from the 24 bytes at p, spread into 32-bit lanes. The two
@@ -76,10 +73,7 @@ NORVANE_TARGET_AVX2 void GreyFrom24(const uint8_t* src, uint8_t* dst, int width)
     const __m256i g3 = GreyOfDwords<RedFirst>(LoadPixels24(p + 72));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + x), PackDwordsToBytes(g0, g1, g2, g3));
   }
-  if (x < width) {
-    (RedFirst ? GreyFromRgb24RowReference : GreyFromBgr24RowReference)(src + 3 * x, dst + x,
-                                                                       width - x);
-  }
+  GreyFrom24TailReference<RedFirst>(src, dst, x, width);
 }
 
 // The bytes of b, g and r that the masks select.
@@ -179,10 +173,7 @@ NORVANE_TARGET_AVX2 void Bgr24FromSemiPlanar(const uint8_t* y, const uint8_t* ch
         PlaceChannel(Value(cEven, e, tEven, rChroma), Value(cOdd, e, tOdd, rChroma), rPlaces);
     StoreBgr24(dst + 3 * x, b, g, r);
   }
-  if (x < width) {
-    (VFirst ? Bgr24FromNv21RowReference : Bgr24FromNv12RowReference)(y + x, chroma + x, dst + 3 * x,
-                                                                     width - x);
-  }
+  Bgr24FromSemiPlanarTailReference<VFirst>(y, chroma, dst, x, width);
 }
 
 const PixelRowKernels kAvx2 = {

@@ -40,10 +40,7 @@ void GreyFrom32(const uint8_t* src, uint8_t* dst, int width) {
     vst1q_u8(dst + x, RedFirst ? Grey16(p.val[0], p.val[1], p.val[2])
                                : Grey16(p.val[2], p.val[1], p.val[0]));
   }
-  if (x < width) {
-    (RedFirst ? GreyFromRgba32RowReference : GreyFromBgra32RowReference)(src + 4 * x, dst + x,
-                                                                         width - x);
-  }
+  GreyFrom32TailReference<RedFirst>(src, dst, x, width);
 }
 
 template <bool RedFirst>
@@ -54,10 +51,7 @@ void GreyFrom24(const uint8_t* src, uint8_t* dst, int width) {
     vst1q_u8(dst + x, RedFirst ? Grey16(p.val[0], p.val[1], p.val[2])
                                : Grey16(p.val[2], p.val[1], p.val[0]));
   }
-  if (x < width) {
-    (RedFirst ? GreyFromRgb24RowReference : GreyFromBgr24RowReference)(src + 3 * x, dst + x,
-                                                                       width - x);
-  }
+  GreyFrom24TailReference<RedFirst>(src, dst, x, width);
 }
 
 // One channel of eight pixels, clipped: c + base + ((t + term) >> 8).
@@ -101,10 +95,7 @@ void Bgr24FromSemiPlanar(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, 
     out.val[2] = vcombine_u8(r.val[0], r.val[1]);
     vst3q_u8(dst + 3 * x, out);
   }
-  if (x < width) {
-    (VFirst ? Bgr24FromNv21RowReference : Bgr24FromNv12RowReference)(y + x, chroma + x, dst + 3 * x,
-                                                                     width - x);
-  }
+  Bgr24FromSemiPlanarTailReference<VFirst>(y, chroma, dst, x, width);
 }
 
 const PixelRowKernels kNeon = {

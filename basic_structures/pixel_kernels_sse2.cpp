@@ -47,10 +47,7 @@ void GreyFrom32(const uint8_t* src, uint8_t* dst, int width) {
     const __m128i g3 = GreyOfDwords<RedFirst>(_mm_loadu_si128(p + 3));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), PackDwordsToBytes(g0, g1, g2, g3));
   }
-  if (x < width) {
-    (RedFirst ? GreyFromRgba32RowReference : GreyFromBgra32RowReference)(src + 4 * x, dst + x,
-                                                                         width - x);
-  }
+  GreyFrom32TailReference<RedFirst>(src, dst, x, width);
 }
 
 // Spreads four 3-byte pixels from bytes 0..11 into four 32-bit lanes.
@@ -82,10 +79,7 @@ void GreyFrom24(const uint8_t* src, uint8_t* dst, int width) {
                                        GreyOfDwords<RedFirst>(SpreadPixels24(q2)),
                                        GreyOfDwords<RedFirst>(SpreadPixels24(q3))));
   }
-  if (x < width) {
-    (RedFirst ? GreyFromRgb24RowReference : GreyFromBgr24RowReference)(src + 3 * x, dst + x,
-                                                                       width - x);
-  }
+  GreyFrom24TailReference<RedFirst>(src, dst, x, width);
 }
 
 // Packs the low three bytes of each 32-bit lane into bytes 0..11; bytes 12..15 are 0.
@@ -166,10 +160,7 @@ void Bgr24FromSemiPlanar(const uint8_t* y, const uint8_t* chroma, uint8_t* dst, 
     StoreBgr24(dst + 3 * x, _mm_packus_epi16(low.b, high.b), _mm_packus_epi16(low.g, high.g),
                _mm_packus_epi16(low.r, high.r));
   }
-  if (x < width) {
-    (VFirst ? Bgr24FromNv21RowReference : Bgr24FromNv12RowReference)(y + x, chroma + x, dst + 3 * x,
-                                                                     width - x);
-  }
+  Bgr24FromSemiPlanarTailReference<VFirst>(y, chroma, dst, x, width);
 }
 
 const PixelRowKernels kSse2 = {

@@ -36,19 +36,7 @@ TQ_Quad::TQ_Quad(const TQ_Quad& other) : TQObjectBase() { CloneQuad(other); }
 
 TQ_Quad::TQ_Quad(const TQ_Quad& other, TQ_Quad_Vertex_Index start) : TQObjectBase() {
   const int s = static_cast<int>(start);
-  if (s < 1 || s > 3) {
-    CloneQuad(other);
-    return;
-  }
-  for (int k = 0; k < 4; ++k) {
-    const int j = (k + s) & 3;
-    vertices[k] = other.vertices[j];
-    edges[k] = other.edges[j];
-    interiorAngles[k] = other.interiorAngles[j];
-  }
-  area = other.area;
-  center = other.center;
-  isClockwise = other.isClockwise;
+  CopyRotated(other, s < 1 || s > 3 ? 0 : s);
 }
 
 TQ_Quad& TQ_Quad::operator=(const TQ_Quad& other) {
@@ -60,10 +48,15 @@ TQ_Quad::~TQ_Quad() {}
 
 void TQ_Quad::CloneQuad(const TQ_Quad& other) {
   if (this == &other) return;
+  CopyRotated(other, 0);
+}
+
+void TQ_Quad::CopyRotated(const TQ_Quad& other, int start) {
   for (int k = 0; k < 4; ++k) {
-    vertices[k] = other.vertices[k];
-    edges[k] = other.edges[k];
-    interiorAngles[k] = other.interiorAngles[k];
+    const int j = (k + start) & 3;
+    vertices[k] = other.vertices[j];
+    edges[k] = other.edges[j];
+    interiorAngles[k] = other.interiorAngles[j];
   }
   center = other.center;
   area = other.area;

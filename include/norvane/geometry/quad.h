@@ -125,6 +125,9 @@ class NORVANE_API TQ_Quad : public TQObjectBase {
   const std::string& GetText() const { return text; }
 
  private:
+  // Vertex k, edge k and angle k take `other`'s element (k + start) mod 4; the area,
+  // centre and orientation are copied as they are.
+  void CopyRotated(const TQ_Quad& other, int start);
   void ResetCaches();
   void CalcInteriorAngles() const;
   void BoundingBox(int& minX, int& minY, int& maxX, int& maxY) const;
