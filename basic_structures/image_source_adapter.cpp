@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "basic_structures/grey_in_place.h"
 #include "norvane/core/mutex.h"
 #include "norvane/core/thread_annotations.h"
 
@@ -87,8 +88,13 @@ class CImageSourceAdapter::CImageSourceAdapterInner {
     // Producers block only in BOPM_BLOCK, but one may still be waiting after the mode
     // was changed; waking it in every mode costs nothing when nobody waits.
     condition.SignalAll();
-    CImageData* converted =
-        TQ_ConvertImageData(taken.get(), colourChannelUsageType.load(std::memory_order_relaxed));
+    const int usage = colourChannelUsageType.load(std::memory_order_relaxed);
+    // The buffer owns the image, so grey can take the place of its colours, saving a
+    // second buffer and a pass over it; what the caller gets is the same.
+    if (usage == CCUT_LUMINANCE_ONLY && internal::ConvertToGreyInPlace(taken.get())) {
+      return taken.release();
+    }
+    CImageData* converted = TQ_ConvertImageData(taken.get(), usage);
     return converted != nullptr ? converted : taken.release();
   }
 

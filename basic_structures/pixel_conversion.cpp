@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <typeinfo>
 
+#include "basic_structures/grey_in_place.h"
 #include "basic_structures/pixel_kernels.h"
 
 namespace norvane {
@@ -115,44 +117,52 @@ CImageData* MakeImage(const Source& source, int bytesPerPixel, ImagePixelFormat 
   }
 }
 
-CImageData* ToGrey(const Source& s) {
-  return MakeImage(s, 1, IPF_GRAYSCALE, [&s](uint8_t* dst, size_t stride) {
-    const int w = s.width;
-    if (IsEightBit(s.format) || IsYuv(s.format)) {
-      // The grey of a YUV image is its luma plane, which comes first.
-      if (s.stride == stride) {
-        std::memcpy(dst, s.bytes, stride * static_cast<size_t>(s.height));
-      } else {
-        for (int y = 0; y < s.height; ++y) std::memcpy(dst + y * stride, s.Row(y), stride);
-      }
-      return;
-    }
-    const PixelRowKernels& k = ActiveRowKernels();
-    internal::GreyRowKernel kernel = nullptr;
-    switch (s.format) {
-      case IPF_RGB_888:
-        kernel = k.greyFromBgr24;
-        break;
-      case IPF_BGR_888:
-        kernel = k.greyFromRgb24;
-        break;
-      case IPF_ARGB_8888:
-        kernel = k.greyFromBgra32;
-        break;
-      case IPF_ABGR_8888:
-        kernel = k.greyFromRgba32;
-        break;
-      default:
-        break;
-    }
-    if (kernel != nullptr) {
-      for (int y = 0; y < s.height; ++y) kernel(s.Row(y), dst + y * stride, w);
+// Writes the grey rows of `s` to `dst`, `stride` bytes apart. `dst` may also be the
+// source's own bytes when `stride` is at most the source's: a grey row is never longer
+// than the row it is made from, and every kernel reads a run of pixels before it
+// writes their grey values, which lie at or before them, so converting from the first
+// row on overwrites only bytes already read.
+void FillGrey(const Source& s, uint8_t* dst, size_t stride) {
+  const int w = s.width;
+  if (IsEightBit(s.format) || IsYuv(s.format)) {
+    // The grey of a YUV image is its luma plane, which comes first.
+    if (s.stride == stride) {
+      if (dst != s.bytes) std::memcpy(dst, s.bytes, stride * static_cast<size_t>(s.height));
     } else {
-      for (int y = 0; y < s.height; ++y) {
-        internal::GreyRowReference(s.format, s.Row(y), dst + y * stride, w);
-      }
+      for (int y = 0; y < s.height; ++y) std::memmove(dst + y * stride, s.Row(y), stride);
     }
-  });
+    return;
+  }
+  const PixelRowKernels& k = ActiveRowKernels();
+  internal::GreyRowKernel kernel = nullptr;
+  switch (s.format) {
+    case IPF_RGB_888:
+      kernel = k.greyFromBgr24;
+      break;
+    case IPF_BGR_888:
+      kernel = k.greyFromRgb24;
+      break;
+    case IPF_ARGB_8888:
+      kernel = k.greyFromBgra32;
+      break;
+    case IPF_ABGR_8888:
+      kernel = k.greyFromRgba32;
+      break;
+    default:
+      break;
+  }
+  if (kernel != nullptr) {
+    for (int y = 0; y < s.height; ++y) kernel(s.Row(y), dst + y * stride, w);
+  } else {
+    for (int y = 0; y < s.height; ++y) {
+      internal::GreyRowReference(s.format, s.Row(y), dst + y * stride, w);
+    }
+  }
+}
+
+CImageData* ToGrey(const Source& s) {
+  return MakeImage(s, 1, IPF_GRAYSCALE,
+                   [&s](uint8_t* dst, size_t stride) { FillGrey(s, dst, stride); });
 }
 
 CImageData* ToBgr24(const Source& s) {
@@ -175,6 +185,37 @@ CImageData* ToBgr24(const Source& s) {
 
 }  // namespace
 }  // namespace basic_structures
+
+namespace internal {
+
+class ImageDataEditor {
+ public:
+  static bool ConvertToGreyInPlace(basic_structures::CImageData* image) {
+    using namespace basic_structures;
+    // Only a plain image whose bytes came from new[] is known to have writable bytes
+    // and no other reader of them; a derived class may keep its own view.
+    if (image == nullptr || typeid(*image) != typeid(CImageData) ||
+        image->deleter != &CImageData::DeleteByteArray) {
+      return false;
+    }
+    Source source;
+    if (!Prepare(image, &source)) return false;
+    // Eight-bit images need no conversion; one-bit rows grow when they become grey.
+    if (IsEightBit(source.format) || IsOneBit(source.format)) return false;
+    const size_t stride = static_cast<size_t>(source.width);
+    FillGrey(source, const_cast<uint8_t*>(source.bytes), stride);
+    image->bytesLength = static_cast<unsigned long long>(stride) * source.height;
+    image->stride = source.width;
+    image->format = IPF_GRAYSCALE;
+    return true;
+  }
+};
+
+bool ConvertToGreyInPlace(basic_structures::CImageData* image) {
+  return ImageDataEditor::ConvertToGreyInPlace(image);
+}
+
+}  // namespace internal
 }  // namespace norvane
 
 extern "C" {

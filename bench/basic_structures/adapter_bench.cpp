@@ -1,5 +1,7 @@
 // The image-source adapter's round trip (copy a frame in, take it out, delete it)
 // against the plain copy it cannot avoid: malloc, memcpy and free of the same bytes.
+// And a colour frame taken out as grey, which the adapter converts in its own copy,
+// against the same copy converted into a second buffer.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -7,6 +9,7 @@
 #include <vector>
 
 #include "norvane/basic_structures/image_source_adapter.h"
+#include "norvane/basic_structures/pixel_conversion.h"
 
 namespace {
 
@@ -22,8 +25,8 @@ class BenchAdapter : public CImageSourceAdapter {
   bool HasNextImageToFetch() const override { return true; }
 };
 
-std::vector<unsigned char> MakeFrame() {
-  std::vector<unsigned char> frame(kFrameBytes);
+std::vector<unsigned char> MakeFrame(size_t bytes = kFrameBytes) {
+  std::vector<unsigned char> frame(bytes);
   for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<unsigned char>(i * 7 + 3);
   return frame;
 }
@@ -56,5 +59,48 @@ void BM_MallocMemcpyFree(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kFrameBytes);
 }
 BENCHMARK(BM_MallocMemcpyFree);
+
+// A frame of the format state.range(0) (24-bit colour or NV21) and its length.
+CImageData MakeColourFrame(const benchmark::State& state, std::vector<unsigned char>* pixels) {
+  const auto format = static_cast<norvane::basic_structures::ImagePixelFormat>(state.range(0));
+  const bool nv21 = format == norvane::basic_structures::IPF_NV21;
+  *pixels = MakeFrame(nv21 ? kFrameBytes * 3 / 2 : 3 * kFrameBytes);
+  return CImageData(pixels->size(), pixels->data(), nullptr, kWidth, kHeight,
+                    nv21 ? kWidth : 3 * kWidth, format);
+}
+
+void BM_AdapterColourToGrey(benchmark::State& state) {
+  std::vector<unsigned char> pixels;
+  const CImageData frame = MakeColourFrame(state, &pixels);
+  BenchAdapter adapter;
+  adapter.SetColourChannelUsageType(norvane::basic_structures::CCUT_LUMINANCE_ONLY);
+  adapter.StartFetching();
+  for (auto _ : state) {
+    adapter.AddImageToBuffer(&frame, true);
+    CImageData* image = adapter.GetImage();
+    benchmark::DoNotOptimize(image->GetBytes());
+    delete image;
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * pixels.size());
+}
+BENCHMARK(BM_AdapterColourToGrey)
+    ->Arg(norvane::basic_structures::IPF_RGB_888)
+    ->Arg(norvane::basic_structures::IPF_NV21);
+
+void BM_CopyThenConvertToGrey(benchmark::State& state) {
+  std::vector<unsigned char> pixels;
+  const CImageData frame = MakeColourFrame(state, &pixels);
+  for (auto _ : state) {
+    CImageData copy(pixels.size(), pixels.data(), kWidth, kHeight, frame.GetStride(),
+                    frame.GetImagePixelFormat());
+    CImageData* grey = TQ_ConvertToGrayscale(&copy);
+    benchmark::DoNotOptimize(grey->GetBytes());
+    delete grey;
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * pixels.size());
+}
+BENCHMARK(BM_CopyThenConvertToGrey)
+    ->Arg(norvane::basic_structures::IPF_RGB_888)
+    ->Arg(norvane::basic_structures::IPF_NV21);
 
 }  // namespace

@@ -135,10 +135,10 @@ int ParseOptions(int argc, char** argv, Options* options) {
 }
 
 // Synthetic frames. The first ones, up to kPreparedBytes of them, are drawn when the
-// producer is made, before the run starts, and kept until the producer is destroyed:
-// the buffer gets images that refer to their bytes, as a camera hands out frames of
-// its own buffers, so the run's time measures the pipeline rather than drawing and
-// freeing its test input. Any further frames are drawn as the buffer takes them.
+// producer is made, before the run starts, and handed to the buffer as they are, as a
+// capture source hands over the frames it allocated: the run's time measures the
+// pipeline rather than drawing its test input. Any further frames are drawn as the
+// buffer takes them.
 class SyntheticProducer : public FrameProducer {
  public:
   static constexpr unsigned long long kPreparedBytes =
@@ -154,10 +154,7 @@ class SyntheticProducer : public FrameProducer {
   void Produce(const Offer& offer) override {
     for (size_t i = 0; i < plans_.size(); ++i) {
       if (i < prepared_.size()) {
-        const CImageData& frame = *prepared_[i];
-        offer(new CImageData(frame.GetBytesLength(), frame.GetBytes(), nullptr, frame.GetWidth(),
-                             frame.GetHeight(), frame.GetStride(), frame.GetImagePixelFormat(),
-                             frame.GetOrientation(), frame.GetImageTag()));
+        offer(prepared_[i].release());
       } else {
         offer(RenderSyntheticFrame(plans_[i]));
       }
@@ -504,13 +501,14 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
 #ifdef __GLIBC__
-  // Every frame brings buffers of the same few sizes (converted images, the
-  // detector's masks), allocated and freed in turn: keep freed ones in the heap for
-  // the next frame rather than giving them back to the kernel and faulting fresh
-  // zeroed pages in again. (A 32-bit C library refuses a threshold this high and
-  // keeps its own.)
+  // Every frame brings buffers of the same few sizes (frames, the detector's masks),
+  // allocated and freed in turn: keep freed ones in the heap for the next frame
+  // rather than giving them back to the kernel and faulting fresh zeroed pages in
+  // again. The frames drawn before the run, freed as they are done with, would
+  // otherwise be given back all at once at the end of the run. (A 32-bit C library
+  // refuses an mmap threshold this high and keeps its own.)
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
-  mallopt(M_TRIM_THRESHOLD, 64 << 20);
+  mallopt(M_TRIM_THRESHOLD, -1);
 #endif
   return capture::Main(argc, argv);
 }

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "norvane/basic_structures/image_source_adapter.h"
 #include "test_support/guarded_buffer.h"
 
 namespace norvane {
@@ -220,6 +221,76 @@ TEST(PixelConversion, ConcurrentCallsGiveEqualResults) {
   }
   for (std::thread& t : threads) t.join();
   EXPECT_EQ(mismatches.load(), 0);
+}
+
+class TestAdapter : public CImageSourceAdapter {
+ public:
+  bool HasNextImageToFetch() const override { return true; }
+};
+
+class DerivedImage : public CImageData {
+ public:
+  using CImageData::CImageData;
+};
+
+void KeepBytes(const unsigned char*) {}
+
+// Under luminance-only use the adapter turns the images it owns into grey in their own
+// buffers; what GetImage returns must not differ from the copying conversion, and
+// bytes the adapter cannot know to be its own must stay untouched.
+TEST(PixelConversion, AdapterGreyMatchesOracleWhateverOwnsTheBytes) {
+  std::mt19937 random(99);
+  CFileImageTag tag("page.png", 1, 2);
+  tag.SetImageId(5);
+  TestAdapter adapter;
+  adapter.SetColourChannelUsageType(CCUT_LUMINANCE_ONLY);
+  adapter.SetMaxImageCount(4);
+  adapter.StartFetching();
+  for (int format = 0; format < 16; ++format) {
+    for (int w : {1, 2, 17, 33, 67}) {
+      for (int h : {1, 3}) {
+        for (int padding : {0, 5, 32}) {
+          const int stride = BytesPerRow(format, w) + padding;
+          const size_t length = static_cast<size_t>(stride) * Rows(format, h);
+          std::vector<unsigned char> pixels(length);
+          for (unsigned char& p : pixels) p = static_cast<unsigned char>(random());
+          const CImageData source(length, pixels.data(), nullptr, w, h, stride,
+                                  static_cast<ImagePixelFormat>(format), 90, &tag);
+          SCOPED_TRACE(::testing::Message() << "format " << format << " width " << w << " height "
+                                            << h << " stride " << stride);
+          const int expected = ExpectedFormat(format, CCUT_LUMINANCE_ONLY);
+          // The adapter's own copy; an image handed over with new[] bytes; one of a
+          // derived class; bytes owned by somebody else (a deleter that keeps them).
+          adapter.AddImageToBuffer(&source, true);
+          auto* owned = new unsigned char[length];
+          std::memcpy(owned, pixels.data(), length);
+          adapter.AddImageToBuffer(new CImageData(length, owned, &CImageData::DeleteByteArray, w, h,
+                                                  stride, source.GetImagePixelFormat(), 90, &tag),
+                                   false);
+          adapter.AddImageToBuffer(new DerivedImage(length, pixels.data(), w, h, stride,
+                                                    source.GetImagePixelFormat(), 90, &tag),
+                                   false);
+          GuardedBuffer foreign(length);
+          std::memcpy(foreign.data(), pixels.data(), length);
+          adapter.AddImageToBuffer(new CImageData(length, foreign.data(), &KeepBytes, w, h, stride,
+                                                  source.GetImagePixelFormat(), 90, &tag),
+                                   false);
+          for (int i = 0; i < 4; ++i) {
+            CImageData* out = adapter.GetImage();
+            ASSERT_NE(out, nullptr);
+            if (expected < 0) {  // eight-bit images come out as they went in
+              EXPECT_EQ(out->GetImagePixelFormat(), format);
+              EXPECT_EQ(std::memcmp(out->GetBytes(), pixels.data(), length), 0);
+              delete out;
+            } else {
+              ExpectConverted(source, out, expected);
+            }
+          }
+          EXPECT_EQ(std::memcmp(foreign.data(), pixels.data(), length), 0);
+        }
+      }
+    }
+  }
 }
 
 struct InvalidCase {

@@ -16,6 +16,9 @@
 #include "norvane/core/export.h"
 
 namespace norvane {
+namespace internal {
+class ImageDataEditor;
+}  // namespace internal
 namespace basic_structures {
 
 // Pixel formats, named after their layout in memory (see the conversion functions
@@ -169,6 +172,9 @@ class NORVANE_API CImageData {
   static void DeleteByteArray(const unsigned char* bytes);
 
  protected:
+  // The library's own conversion rewrites an image it owns in place.
+  friend class internal::ImageDataEditor;
+
   unsigned long long bytesLength;
   const unsigned char* bytes;
   int width;

@@ -1,0 +1,22 @@
+// Luminance conversion of an image in its own buffer, for the image-source adapter:
+// it owns every image it hands out, so it can turn a colour or YUV image into grey
+// without a second buffer and a copy of every pixel.
+#ifndef NORVANE_BASIC_STRUCTURES_GREY_IN_PLACE_H_
+#define NORVANE_BASIC_STRUCTURES_GREY_IN_PLACE_H_
+
+#include "norvane/basic_structures/image_data.h"
+
+namespace norvane {
+namespace internal {
+
+// When `image` is a plain CImageData that owns bytes allocated with new[]
+// (CImageData::DeleteByteArray) and TQ_ConvertImageData(image, CCUT_LUMINANCE_ONLY)
+// would convert it, writes that conversion's result into the image's own bytes,
+// makes the image describe it (grey, minimal stride and length) and returns true.
+// Otherwise changes nothing and returns false. The caller must own the image.
+bool ConvertToGreyInPlace(basic_structures::CImageData* image);
+
+}  // namespace internal
+}  // namespace norvane
+
+#endif  // NORVANE_BASIC_STRUCTURES_GREY_IN_PLACE_H_
