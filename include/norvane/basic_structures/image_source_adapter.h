@@ -63,7 +63,8 @@ class NORVANE_API CImageSourceAdapter {
   virtual CImageData* GetImage();
 
   // Buffers a copy of `image` (bytes and tag), or with copyImage false the image
-  // itself, which the adapter then owns (it may be deleted before this returns).
+  // itself, which the adapter then owns with its bytes (it may be deleted before this
+  // returns; under CCUT_LUMINANCE_ONLY its bytes may be overwritten with its grey).
   // Null is ignored.
   void AddImageToBuffer(const CImageData* image, bool copyImage = true);
   // Whether an image whose tag has id `imageId` is buffered; false for -1.
