@@ -9,12 +9,16 @@
 namespace norvane {
 namespace internal {
 
-// When `image` is a plain CImageData that owns bytes allocated with new[]
-// (CImageData::DeleteByteArray) and TQ_ConvertImageData(image, CCUT_LUMINANCE_ONLY)
-// would convert it, writes that conversion's result into the image's own bytes,
-// makes the image describe it (grey, minimal stride and length) and returns true.
-// Otherwise changes nothing and returns false. The caller must own the image.
-bool ConvertToGreyInPlace(basic_structures::CImageData* image);
+// A friend of CImageData, so that the conversion can rewrite the image's fields.
+class ImageDataEditor {
+ public:
+  // When `image` is a plain CImageData that owns bytes allocated with new[]
+  // (CImageData::DeleteByteArray) and TQ_ConvertImageData(image, CCUT_LUMINANCE_ONLY)
+  // would convert it, writes that conversion's result into the image's own bytes,
+  // makes the image describe it (grey, minimal stride and length) and returns true.
+  // Otherwise changes nothing and returns false. The caller must own the image.
+  static bool ConvertToGreyInPlace(basic_structures::CImageData* image);
+};
 
 }  // namespace internal
 }  // namespace norvane

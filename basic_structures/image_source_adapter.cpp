@@ -91,7 +91,8 @@ class CImageSourceAdapter::CImageSourceAdapterInner {
     const int usage = colourChannelUsageType.load(std::memory_order_relaxed);
     // The buffer owns the image, so grey can take the place of its colours, saving a
     // second buffer and a pass over it; what the caller gets is the same.
-    if (usage == CCUT_LUMINANCE_ONLY && internal::ConvertToGreyInPlace(taken.get())) {
+    if (usage == CCUT_LUMINANCE_ONLY &&
+        internal::ImageDataEditor::ConvertToGreyInPlace(taken.get())) {
       return taken.release();
     }
     CImageData* converted = TQ_ConvertImageData(taken.get(), usage);

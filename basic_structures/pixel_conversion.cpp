@@ -188,31 +188,24 @@ CImageData* ToBgr24(const Source& s) {
 
 namespace internal {
 
-class ImageDataEditor {
- public:
-  static bool ConvertToGreyInPlace(basic_structures::CImageData* image) {
-    using namespace basic_structures;
-    // Only a plain image whose bytes came from new[] is known to have writable bytes
-    // and no other reader of them; a derived class may keep its own view.
-    if (image == nullptr || typeid(*image) != typeid(CImageData) ||
-        image->deleter != &CImageData::DeleteByteArray) {
-      return false;
-    }
-    Source source;
-    if (!Prepare(image, &source)) return false;
-    // Eight-bit images need no conversion; one-bit rows grow when they become grey.
-    if (IsEightBit(source.format) || IsOneBit(source.format)) return false;
-    const size_t stride = static_cast<size_t>(source.width);
-    FillGrey(source, const_cast<uint8_t*>(source.bytes), stride);
-    image->bytesLength = static_cast<unsigned long long>(stride) * source.height;
-    image->stride = source.width;
-    image->format = IPF_GRAYSCALE;
-    return true;
+bool ImageDataEditor::ConvertToGreyInPlace(basic_structures::CImageData* image) {
+  using namespace basic_structures;
+  // Only a plain image whose bytes came from new[] is known to have writable bytes
+  // and no other reader of them; a derived class may keep its own view. Eight-bit
+  // images need no conversion; one-bit rows grow when they become grey.
+  if (image == nullptr || typeid(*image) != typeid(CImageData) ||
+      image->deleter != &CImageData::DeleteByteArray || IsEightBit(image->format) ||
+      IsOneBit(image->format)) {
+    return false;
   }
-};
-
-bool ConvertToGreyInPlace(basic_structures::CImageData* image) {
-  return ImageDataEditor::ConvertToGreyInPlace(image);
+  Source source;
+  if (!Prepare(image, &source)) return false;
+  const size_t stride = static_cast<size_t>(source.width);
+  FillGrey(source, const_cast<uint8_t*>(source.bytes), stride);
+  image->bytesLength = static_cast<unsigned long long>(stride) * source.height;
+  image->stride = source.width;
+  image->format = IPF_GRAYSCALE;
+  return true;
 }
 
 }  // namespace internal
