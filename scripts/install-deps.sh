@@ -14,11 +14,12 @@ BASE_PKGS=(
   libbenchmark-dev                  # benchmarks
   libspdlog-dev                     # benchmarks only: the log benchmark's baseline
   libyuv-dev                        # speed anchor of the pixel-conversion benchmarks
-  libstb-dev zlib1g-dev             # norvane-capture: image files in, PNG image logs out
+  libstb-dev zlib1g-dev libwebp-dev # norvane-capture: image files in, PNG image logs out
+  libzxing-dev libopencv-imgproc-dev  # the barcode module: decoder, candidate regions
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf
-                   libasan8:armhf libubsan1:armhf)
+                   libasan8:armhf libubsan1:armhf libwebp-dev:armhf)
 
 missing_packages() {
   local p

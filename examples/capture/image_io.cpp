@@ -1,8 +1,12 @@
 #include "image_io.h"
 
+#include <webp/decode.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 
 #include "norvane/basic_structures/pixel_conversion.h"
@@ -55,8 +59,67 @@ namespace {
 using norvane::basic_structures::CFileImageTag;
 using norvane::basic_structures::CImageData;
 
+// WebP files above this size are refused rather than read into memory.
+constexpr std::streamoff kMaxWebpFileBytes = 256 << 20;
+
 void FreeStbBytes(const unsigned char* bytes) {
   stbi_image_free(const_cast<unsigned char*>(bytes));
+}
+
+void FreeWebpBytes(const unsigned char* bytes) { std::free(const_cast<unsigned char*>(bytes)); }
+
+std::string LowerExtension(const std::string& path) {
+  const size_t dot = path.find_last_of('.');
+  const size_t slash = path.find_last_of('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+  std::string ext = path.substr(dot + 1);
+  std::transform(ext.begin(), ext.end(), ext.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return ext;
+}
+
+// The whole file is read first; libwebp decodes from memory.
+CImageData* ReadWebpFile(const std::string& path, int imageId, std::string* error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    *error = "cannot open file";
+    return nullptr;
+  }
+  in.seekg(0, std::ios::end);
+  const std::streamoff size = in.tellg();
+  if (size <= 0 || size > kMaxWebpFileBytes) {
+    *error = size <= 0 ? "empty or unreadable file" : "file too large";
+    return nullptr;
+  }
+  std::vector<uint8_t> data(static_cast<size_t>(size));
+  in.seekg(0, std::ios::beg);
+  if (!in.read(reinterpret_cast<char*>(data.data()), size) || in.gcount() != size) {
+    *error = "cannot read file";
+    return nullptr;
+  }
+  int w = 0, h = 0;
+  if (WebPGetInfo(data.data(), data.size(), &w, &h) == 0 || w <= 0 || h <= 0) {
+    *error = "not a WebP image";
+    return nullptr;
+  }
+  const size_t stride = static_cast<size_t>(w) * 3;
+  const size_t length = stride * static_cast<size_t>(h);
+  unsigned char* bytes = static_cast<unsigned char*>(std::malloc(length));
+  if (bytes == nullptr) {
+    *error = "out of memory";
+    return nullptr;
+  }
+  if (WebPDecodeRGBInto(data.data(), data.size(), bytes, length, static_cast<int>(stride)) ==
+      nullptr) {
+    std::free(bytes);
+    *error = "cannot decode WebP";
+    return nullptr;
+  }
+  CFileImageTag tag(path.c_str(), 0, 1);
+  tag.SetImageId(imageId);
+  return new CImageData(length, bytes, &FreeWebpBytes, w, h, static_cast<int>(stride),
+                        norvane::basic_structures::IPF_BGR_888,  // memory R, G, B
+                        0, &tag);
 }
 
 void PutPixel(std::vector<unsigned char>& rgb, int w, int h, int x, int y, const LogPicture& pic) {
@@ -93,15 +156,12 @@ void DrawLine(std::vector<unsigned char>& rgb, int w, int h, int x0, int y0, int
 }  // namespace
 
 bool IsSupportedImageFile(const std::string& path) {
-  const size_t dot = path.find_last_of('.');
-  if (dot == std::string::npos) return false;
-  std::string ext = path.substr(dot + 1);
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext == "png" || ext == "jpg" || ext == "jpeg" || ext == "pgm";
+  const std::string ext = LowerExtension(path);
+  return ext == "png" || ext == "jpg" || ext == "jpeg" || ext == "pgm" || ext == "webp";
 }
 
 CImageData* ReadImageFile(const std::string& path, int imageId, std::string* error) {
+  if (LowerExtension(path) == "webp") return ReadWebpFile(path, imageId, error);
   int w = 0, h = 0, channels = 0;
   if (stbi_info(path.c_str(), &w, &h, &channels) == 0) {
     *error = stbi_failure_reason() != nullptr ? stbi_failure_reason() : "unknown format";

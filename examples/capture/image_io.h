@@ -1,6 +1,6 @@
 // Image files for norvane-capture: reading PNG, JPEG and PGM input through
-// stb_image, and the PNG writer of the image logs, which draws quadrilaterals on a
-// grey frame.
+// stb_image and WebP input through libwebp, and the PNG writer of the image logs,
+// which draws quadrilaterals on a grey frame.
 #ifndef NORVANE_EXAMPLES_CAPTURE_IMAGE_IO_H_
 #define NORVANE_EXAMPLES_CAPTURE_IMAGE_IO_H_
 
@@ -12,7 +12,7 @@
 
 namespace capture {
 
-// Whether the file name ends in .png, .jpg, .jpeg or .pgm (any case).
+// Whether the file name ends in .png, .jpg, .jpeg, .pgm or .webp (any case).
 bool IsSupportedImageFile(const std::string& path);
 
 // Reads an image file into a new grey or 24-bit colour image with a file tag whose

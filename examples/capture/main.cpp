@@ -1,8 +1,9 @@
 // norvane-capture: the main job. Captures images (24 synthetic frames by default, or
-// the PNG, JPEG and PGM files of a directory tree), runs the sample detector module's
-// tasks on them through the task-graph runtime and prints one line per frame and a
-// summary; synthetic frames are scored against their ground truth. Run with --help
-// for the options.
+// the PNG, JPEG, PGM and WebP files of a directory tree), runs a recognition module's
+// tasks on them through the task-graph runtime (the barcode reader by default) and
+// prints one line per frame and a summary, scored against the ground truth of the
+// synthetic frames or the expected texts beside the files. Run with --help for the
+// options.
 #include <sys/stat.h>
 #include <unistd.h>
 #ifdef __GLIBC__
@@ -20,10 +21,10 @@
 #include <vector>
 
 #include "geometry2d.h"
+#include "ground_truth.h"
 #include "image_io.h"
 #include "norvane/NorvaneCore.h"
 #include "pipeline.h"
-#include "synthetic.h"
 
 namespace capture {
 namespace {
@@ -33,12 +34,26 @@ using norvane::basic_structures::CImageData;
 using norvane::basic_structures::CQuadrilateral;
 
 constexpr char kProgram[] = "norvane-capture";
-constexpr double kFoundIoU = 0.8;
+constexpr int kFrameWidth = 1280, kFrameHeight = 720;
+
+// The modules the program knows, by name: each is a library loaded at run time.
+struct ModuleName {
+  const char* name;
+  const char* library;  // loaded as "lib" + library + ".so"
+};
+const ModuleName kModules[] = {
+    {"barcode", "NorvaneBarcodeReader"},
+    {"labels", "NorvaneDemoDetector"},
+};
 
 const char kUsage[] =
     "usage: norvane-capture [options]\n"
-    "  --input DIR            read the PNG, JPEG and PGM files below DIR (default: 24\n"
+    "  --module NAME          the recognition module: barcode (default) or labels\n"
+    "  --module-options S     the module's options (labels: delay-ms=N, noop)\n"
+    "  --input DIR            read the PNG, JPEG, PGM and WebP files below DIR, scored\n"
+    "                         against the text in NAME.txt beside each (default: 24\n"
     "                         synthetic 1280x720 frames, scored against their ground truth)\n"
+    "  --by-folder            with --input, a table of files read per folder\n"
     "  --frames N             number of synthetic frames (1..100000, default 24); up to\n"
     "                         1 GiB of them are drawn before the run's clock starts\n"
     "  --workers N            task worker threads (1..64, default 2)\n"
@@ -51,10 +66,12 @@ const char kUsage[] =
     "                         are left out and the summary goes to standard error)\n"
     "  --log-dir DIR          write the text, JSON and image logs into DIR\n"
     "  --log-config FILE      configure the log from an INI file instead\n"
-    "  --detector-options S   options of the detector module (delay-ms=N, noop)\n"
     "  --help                 show this text\n";
 
 struct Options {
+  std::string module = "barcode";
+  std::string moduleOptions;
+  bool byFolder = false;
   std::string input;
   int frames = 24;
   bool json = false;
@@ -114,16 +131,19 @@ int ParseOptions(int argc, char** argv, Options* options) {
       options->pipeline.dropOldest = true;
     } else if (arg == "--json") {
       options->json = true;
+    } else if (arg == "--by-folder") {
+      options->byFolder = true;
     } else if (arg == "--input" || arg == "--log-dir" || arg == "--log-config" ||
-               arg == "--detector-options") {
-      if (value == nullptr || (*value == '\0' && arg != "--detector-options")) {
+               arg == "--module" || arg == "--module-options") {
+      if (value == nullptr || (*value == '\0' && arg != "--module-options")) {
         Fail("missing value for " + arg);
         return 2;
       }
       std::string* target = arg == "--input"        ? &options->input
                             : arg == "--log-dir"    ? &options->logDir
                             : arg == "--log-config" ? &options->logConfig
-                                                    : &options->pipeline.detectorOptions;
+                            : arg == "--module"     ? &options->module
+                                                    : &options->moduleOptions;
       *target = value;
       ++i;
     } else {
@@ -134,39 +154,48 @@ int ParseOptions(int argc, char** argv, Options* options) {
   return 0;
 }
 
-// Synthetic frames. The first ones, up to kPreparedBytes of them, are drawn when the
-// producer is made, before the run starts, and handed to the buffer as they are, as a
-// capture source hands over the frames it allocated: the run's time measures the
-// pipeline rather than drawing its test input. Any further frames are drawn as the
-// buffer takes them.
+// Synthetic frames drawn by the module, with their ground truth. The first ones, up
+// to kPreparedBytes of them, are drawn when the producer is made, before the run
+// starts, and handed to the buffer as they are, as a capture source hands over the
+// frames it allocated: the run's time measures the pipeline rather than drawing its
+// test input. Any further frames are drawn as the buffer takes them.
 class SyntheticProducer : public FrameProducer {
  public:
   static constexpr unsigned long long kPreparedBytes =
       sizeof(void*) >= 8 ? 1ull << 30 : 256ull << 20;
 
-  explicit SyntheticProducer(const std::vector<SyntheticFramePlan>& plans) : plans_(plans) {
+  SyntheticProducer(const CaptureModule* module, int frames) : module_(module), truth_(frames) {
     unsigned long long bytes = 0;
-    for (size_t i = 0; i < plans_.size() && bytes < kPreparedBytes; ++i) {
-      prepared_.emplace_back(RenderSyntheticFrame(plans_[i]));
-      bytes += prepared_.back()->GetBytesLength();
+    for (int i = 0; i < frames && bytes < kPreparedBytes; ++i) {
+      prepared_.emplace_back(Render(i));
+      if (prepared_.back() != nullptr) bytes += prepared_.back()->GetBytesLength();
     }
   }
   void Produce(const Offer& offer) override {
-    for (size_t i = 0; i < plans_.size(); ++i) {
-      if (i < prepared_.size()) {
-        offer(prepared_[i].release());
-      } else {
-        offer(RenderSyntheticFrame(plans_[i]));
-      }
+    for (size_t i = 0; i < truth_.size(); ++i) {
+      CImageData* image =
+          i < prepared_.size() ? prepared_[i].release() : Render(static_cast<int>(i));
+      if (image == nullptr) continue;
+      offer(image);
       ++offered_;
     }
   }
   int Offered() const override { return offered_; }
   // How many frames are drawn while the run is timed.
-  int DrawnDuringRun() const { return static_cast<int>(plans_.size() - prepared_.size()); }
+  int DrawnDuringRun() const { return static_cast<int>(truth_.size() - prepared_.size()); }
+  // The truth of frame `index`; read after the producer thread was joined or, for a
+  // frame that has been offered, on the router thread.
+  const std::vector<TruthItem>* Truth(int index) const {
+    return index >= 0 && index < static_cast<int>(truth_.size()) ? &truth_[index] : nullptr;
+  }
 
  private:
-  const std::vector<SyntheticFramePlan>& plans_;
+  CImageData* Render(int index) {
+    return module_->RenderSyntheticFrame(index, kFrameWidth, kFrameHeight, &truth_[index]);
+  }
+
+  const CaptureModule* module_;
+  std::vector<std::vector<TruthItem>> truth_;
   std::vector<std::unique_ptr<CImageData>> prepared_;
   int offered_ = 0;
 };
@@ -206,89 +235,60 @@ Polygon ToPolygon(const CQuadrilateral& quad) {
   return polygon;
 }
 
-// Scores the labels of one synthetic frame: each ground-truth label is found by the
-// result label that overlaps it best, when their IoU reaches kFoundIoU. `truth`, when
-// not null, gets each ground-truth label with its best IoU.
+const ModuleItem& ItemOf(const norvane::TQRef<norvane::basic_structures::TXPItemBase>& item) {
+  return static_cast<const ModuleItem&>(*item.get());
+}
+
+// Scores one synthetic frame: a truth item is read when an item that reads its text
+// (where it has one) overlaps it with an IoU of at least `minIoU`; items that read
+// no truth item are extra.
 struct Score {
   int truth = 0;
   int found = 0;
   int extra = 0;
-  double worstIoU = 1.0;
 };
 
-void ScoreFrame(const SyntheticFramePlan& plan, const FrameResult& result, Score* score,
-                Json::Value* truth) {
-  std::vector<Polygon> foundPolygons;
-  for (const auto& item : result.GetResultItems()) {
-    foundPolygons.push_back(
-        ToPolygon(static_cast<const LabelResultItem*>(item.get())->label().quad));
-  }
-  std::vector<bool> matched(foundPolygons.size(), false);
-  for (const SyntheticLabel& label : plan.labels) {
+void ScoreFrame(const std::vector<TruthItem>& truth, const FrameResult& result, double minIoU,
+                Score* score) {
+  std::vector<bool> matched(result.GetResultItems().size(), false);
+  for (const TruthItem& item : truth) {
     ++score->truth;
-    double best = 0;
-    size_t bestIndex = 0;
-    for (size_t i = 0; i < foundPolygons.size(); ++i) {
-      const double iou = IntersectionOverUnion(label.corners, foundPolygons[i]);
-      if (iou > best) {
-        best = iou;
-        bestIndex = i;
+    Polygon corners;
+    for (const auto& corner : item.corners) corners.push_back({corner[0], corner[1]});
+    for (size_t i = 0; i < matched.size(); ++i) {
+      const ModuleItem& found = ItemOf(result.GetResultItems()[i]);
+      if (matched[i] || (!item.text.empty() && found.Text() != item.text)) continue;
+      if (IntersectionOverUnion(corners, ToPolygon(found.Quad())) >= minIoU) {
+        matched[i] = true;
+        ++score->found;
+        break;
       }
     }
-    if (best >= kFoundIoU) {
-      ++score->found;
-      matched[bestIndex] = true;
-      score->worstIoU = std::min(score->worstIoU, best);
-    }
-    if (truth == nullptr) continue;
-    Json::Value entry;
-    Json::Value quad(Json::arrayValue);
-    for (const Vec2& corner : label.corners) {
-      Json::Value point(Json::arrayValue);
-      point.append(corner.x);
-      point.append(corner.y);
-      quad.append(point);
-    }
-    entry["quad"] = quad;
-    entry["iou"] = best;
-    truth->append(entry);
   }
   score->extra += static_cast<int>(std::count(matched.begin(), matched.end(), false));
 }
 
-Json::Value FrameToJson(const FrameResult& result) {
+std::string FilePathOf(const FrameResult& result) {
+  const auto* tag = result.GetOriginalImageTag();
+  if (tag == nullptr || tag->GetType() != 0) return std::string();
+  const char* path =
+      static_cast<const norvane::basic_structures::CFileImageTag*>(tag)->GetFilePath();
+  return path != nullptr ? path : "";
+}
+
+Json::Value FrameToJson(const FrameResult& result, const CaptureModule& module, bool withFile) {
   Json::Value frame;
   frame["imageId"] = result.imageId;
   frame["hashId"] = result.GetOriginalImageHashId();
-  const auto* tag = result.GetOriginalImageTag();
-  if (tag != nullptr && tag->GetType() == 0) {
-    const char* path =
-        static_cast<const norvane::basic_structures::CFileImageTag*>(tag)->GetFilePath();
-    frame["file"] = path != nullptr ? path : "";
-  }
+  if (withFile) frame["file"] = FilePathOf(result);
   frame["width"] = result.width;
   frame["height"] = result.height;
   frame["errorCode"] = result.GetErrorCode();
   frame["errorString"] = result.GetErrorString();
   frame["units"] = result.units;
-  Json::Value labels(Json::arrayValue);
-  for (const auto& item : result.GetResultItems()) {
-    const LabelItem& label = static_cast<const LabelResultItem*>(item.get())->label();
-    Json::Value entry;
-    Json::Value quad(Json::arrayValue);
-    for (const auto& p : label.quad.points) {
-      Json::Value point(Json::arrayValue);
-      point.append(p.x);
-      point.append(p.y);
-      quad.append(point);
-    }
-    entry["quad"] = quad;
-    entry["area"] = label.area;
-    entry["angle"] = label.angle;
-    entry["darkness"] = label.darkness;
-    labels.append(entry);
-  }
-  frame["labels"] = labels;
+  Json::Value items(Json::arrayValue);
+  for (const auto& item : result.GetResultItems()) items.append(ItemOf(item).ToJson());
+  frame[module.ItemsKey()] = items;
   return frame;
 }
 
@@ -312,28 +312,19 @@ bool ConfigureLogDir(const std::string& dir) {
   return TQLog::m_instance.IsInitialized();
 }
 
+// One picture per task, in a layer named after it, with the regions it output.
 void WriteImageLogs(const FrameResult& result, const CImageData* grey) {
   if (!norvane::AllowLogging(9, norvane::LOG_MODE_IMAGE)) return;
-  LogPicture localized;
-  localized.grey = grey;
-  for (const CQuadrilateral& quad : result.localized) {
-    localized.outlines.emplace_back(std::begin(quad.points), std::end(quad.points));
+  for (const auto& task : result.taskRegions) {
+    LogPicture picture;
+    picture.grey = grey;
+    for (const CQuadrilateral& quad : task.second) {
+      picture.outlines.emplace_back(std::begin(quad.points), std::end(quad.points));
+    }
+    TQLog::m_instance.AddDirLayer(task.first.c_str());
+    norvane::WriteImgLog(&WriteLogPicturePng, &picture, 9, "frame_%04d.png", result.imageId);
+    TQLog::m_instance.PopDirLayer();
   }
-  TQLog::m_instance.AddDirLayer("localize");
-  norvane::WriteImgLog(&WriteLogPicturePng, &localized, 9, "frame_%04d.png", result.imageId);
-  TQLog::m_instance.PopDirLayer();
-
-  LogPicture measured;
-  measured.grey = grey;
-  measured.red = 0;
-  measured.green = 200;
-  for (const auto& item : result.GetResultItems()) {
-    const CQuadrilateral& quad = static_cast<const LabelResultItem*>(item.get())->label().quad;
-    measured.outlines.emplace_back(std::begin(quad.points), std::end(quad.points));
-  }
-  TQLog::m_instance.AddDirLayer("measure");
-  norvane::WriteImgLog(&WriteLogPicturePng, &measured, 9, "frame_%04d.png", result.imageId);
-  TQLog::m_instance.PopDirLayer();
 }
 
 int Main(int argc, char** argv) {
@@ -354,7 +345,7 @@ int Main(int argc, char** argv) {
       if (IsSupportedImageFile((*all)[i])) files.push_back((*all)[i]);
     }
     std::sort(files.begin(), files.end());
-    if (files.empty()) return Fail("no PNG, JPEG or PGM files in " + options.input);
+    if (files.empty()) return Fail("no PNG, JPEG, PGM or WebP files in " + options.input);
   }
 
   if (!options.logConfig.empty()) {
@@ -365,32 +356,30 @@ int Main(int argc, char** argv) {
     return Fail("cannot create log directory " + options.logDir + ": " + std::strerror(errno));
   }
 
-  // The loader keeps the module loaded until every task object is gone.
+  const ModuleName* known = nullptr;
+  for (const ModuleName& module : kModules) {
+    if (options.module == module.name) known = &module;
+  }
+  if (known == nullptr) return Fail("unknown module '" + options.module + "' (barcode, labels)");
+  // The loader keeps the library loaded until the module is gone.
   norvane::TQModuleLoaderBaseAuto loader;
-  options.pipeline.createTask = reinterpret_cast<norvane::demo::CreateTaskFunction>(
-      loader.DynamicLoadDllFunc(norvane::demo::kModuleName, norvane::demo::kCreateTaskName));
-  if (options.pipeline.createTask == nullptr) {
-    Fail(std::string("cannot load the detector module lib") + norvane::demo::kModuleName +
+  const auto create = reinterpret_cast<CreateModuleFunction>(
+      loader.DynamicLoadDllFunc(known->library, kCreateModuleName));
+  if (create == nullptr) {
+    Fail(std::string("cannot load the module library lib") + known->library +
          ".so (it must lie beside the program or on the library path)");
     return 1;
   }
-  options.pipeline.pixelSeconds = reinterpret_cast<norvane::demo::PixelSecondsFunction>(
-      loader.DynamicLoadDllFunc(norvane::demo::kModuleName, norvane::demo::kPixelSecondsName));
-  {
-    norvane::TQRef<norvane::TQ_TaskObjectBase> probe(
-        options.pipeline.createTask("localize", options.pipeline.detectorOptions.c_str()));
-    if (probe.IsNull())
-      return Fail("bad --detector-options '" + options.pipeline.detectorOptions + "'");
-  }
+  std::string moduleError;
+  std::unique_ptr<CaptureModule> module(create(options.moduleOptions.c_str(), &moduleError));
+  if (module == nullptr) return Fail(moduleError);
+  options.pipeline.module = module.get();
 
-  std::vector<SyntheticFramePlan> plans;
   std::unique_ptr<FrameProducer> producer;
+  SyntheticProducer* synthetic = nullptr;
   FileProducer* fileProducer = nullptr;
-  int drawnDuringRun = 0;
   if (files.empty()) {
-    plans = PlanSyntheticFrames(options.frames, 1280, 720);
-    auto* synthetic = new SyntheticProducer(plans);
-    drawnDuringRun = synthetic->DrawnDuringRun();
+    synthetic = new SyntheticProducer(module.get(), options.frames);
     producer.reset(synthetic);
   } else {
     fileProducer = new FileProducer(files);
@@ -400,49 +389,58 @@ int Main(int argc, char** argv) {
   FILE* lines = options.json ? stderr : stdout;
   const bool progress = isatty(STDERR_FILENO) != 0;
   const int expected = files.empty() ? options.frames : static_cast<int>(files.size());
+  const char* noun = module->ItemsNoun();
   norvane::basic_structures::JsonConverter converter;
   Json::Value allFrames(Json::arrayValue);
   Score score;
-  int labels = 0, timeOuts = 0, taskErrors = 0, done = 0;
+  FolderScore folders;
+  int items = 0, timeOuts = 0, taskErrors = 0, done = 0;
 
   auto onFrame = [&](FrameResult* result, const CImageData* grey) {
     ++done;
     const int count = result->GetResultItemCount();
-    labels += count;
+    items += count;
     if (result->timedOut) ++timeOuts;
     taskErrors += result->taskErrors;
     std::string scored;
-    // The JSON form of a frame is built only for those who read it.
-    const bool wantJson = options.json || TQLog::m_instance.GetLevel() >= 9;
-    Json::Value frame = wantJson ? FrameToJson(*result) : Json::Value();
-    if (files.empty() && result->imageId >= 0 && result->imageId < static_cast<int>(plans.size())) {
+    if (synthetic != nullptr && synthetic->Truth(result->imageId) != nullptr) {
       Score frameScore;
-      Json::Value truth(Json::arrayValue);
-      ScoreFrame(plans[result->imageId], *result, &frameScore, wantJson ? &truth : nullptr);
-      if (wantJson) frame["truth"] = truth;
+      ScoreFrame(*synthetic->Truth(result->imageId), *result, module->MatchIoU(), &frameScore);
       scored = ", " + std::to_string(frameScore.found) + "/" + std::to_string(frameScore.truth) +
-               " found";
+               " read";
       score.truth += frameScore.truth;
       score.found += frameScore.found;
       score.extra += frameScore.extra;
-      score.worstIoU = std::min(score.worstIoU, frameScore.worstIoU);
+    } else if (fileProducer != nullptr) {
+      const std::string path = FilePathOf(*result);
+      std::vector<DecodedCode> codes;
+      for (const auto& item : result->GetResultItems()) {
+        codes.push_back({ItemOf(item).Format(), ItemOf(item).Text()});
+      }
+      const bool read = FileRead(ReadExpectedText(path), codes);
+      folders.Add(FolderOf(options.input, path), read);
+      scored = read ? ", read" : ", not read";
     }
     if (progress) std::fprintf(stderr, "\r\033[K");
     if (!options.json) {
       std::fprintf(
-          lines, "frame %4d: %d label%s, %dx%d, %d units, %.1f ms%s%s%s\n", result->imageId, count,
-          count == 1 ? "" : "s", result->width, result->height, result->units, result->milliseconds,
-          scored.c_str(), result->GetErrorCode() != 0 ? ", error " : "",
+          lines, "frame %4d: %d %s, %dx%d, %d units, %.1f ms%s%s%s\n", result->imageId, count, noun,
+          result->width, result->height, result->units, result->milliseconds, scored.c_str(),
+          result->GetErrorCode() != 0 ? ", error " : "",
           result->GetErrorCode() != 0
               ? (std::to_string(result->GetErrorCode()) + " " + result->GetErrorString()).c_str()
               : "");
     }
     if (progress) {
-      std::fprintf(stderr, "%d/%d frames, %d labels", done, expected, labels);
+      std::fprintf(stderr, "%d/%d frames, %d %s", done, expected, items, noun);
       std::fflush(stderr);
     }
-    if (wantJson) TQLog::m_instance.WriteJsonLog(9, frame);
-    if (options.json) allFrames.append(frame);
+    // The JSON form of a frame is built only for those who read it.
+    if (options.json || TQLog::m_instance.GetLevel() >= 9) {
+      Json::Value frame = FrameToJson(*result, *module, fileProducer != nullptr);
+      TQLog::m_instance.WriteJsonLog(9, frame);
+      if (options.json) allFrames.append(frame);
+    }
     WriteImageLogs(*result, grey);
   };
 
@@ -452,24 +450,25 @@ int Main(int argc, char** argv) {
   TQLog::m_instance.OutputJsonLog();
   TQLog::m_instance.OutputCacheLog();
   if (!ok) {
-    Fail("the detector module could not create a task object");
+    Fail("the module could not create a task object");
     return 1;
   }
 
   if (options.json) std::fputs(converter.GetStyledString(allFrames), stdout);
   const int unreadable = fileProducer != nullptr ? fileProducer->Unreadable() : 0;
   std::fprintf(lines,
-               "summary: frames %d, labels found %d, time-outs %d, task errors %d, unreadable "
+               "summary: frames %d, %s found %d, time-outs %d, task errors %d, unreadable "
                "files %d, dropped %d, units %d, %d worker%s, %.2f s, %.1f frames/s\n",
-               totals.frames, labels, timeOuts, taskErrors, unreadable,
+               totals.frames, noun, items, timeOuts, taskErrors, unreadable,
                totals.offered - totals.frames, totals.units, options.pipeline.workers,
                options.pipeline.workers == 1 ? "" : "s", totals.seconds,
                totals.seconds > 0 ? totals.frames / totals.seconds : 0.0);
-  // The detector's pixel work (CPU time) against the workers' wall time: the rest is
+  // The module's pixel work (CPU time) against the workers' wall time: the rest is
   // what the pipeline itself costs the workers' cores, including the router's and the
   // producer's turns on them, reading files and drawing frames during the run.
   if (totals.pixelSeconds >= 0 && totals.seconds > 0) {
     const double workerSeconds = totals.seconds * options.pipeline.workers;
+    const int drawnDuringRun = synthetic != nullptr ? synthetic->DrawnDuringRun() : 0;
     std::fprintf(
         lines,
         "time: %.3f s wall, detector pixel work %.3f s CPU in %d worker%s (%.1f%% of "
@@ -482,12 +481,14 @@ int Main(int argc, char** argv) {
             ? (", " + std::to_string(drawnDuringRun) + " frames drawn during the run").c_str()
             : "");
   }
-  if (files.empty()) {
-    std::fprintf(lines,
-                 "ground truth: %d of %d labels found with IoU >= %.1f (lowest IoU %.3f), %d "
-                 "extra\n",
-                 score.found, score.truth, kFoundIoU, score.found > 0 ? score.worstIoU : 0.0,
-                 score.extra);
+  if (synthetic != nullptr) {
+    std::fprintf(lines, "ground truth: %d of %d %s read (IoU >= %.1f), %d extra\n", score.found,
+                 score.truth, noun, module->MatchIoU(), score.extra);
+  } else {
+    if (options.byFolder) std::fputs(folders.Table().c_str(), lines);
+    const FolderScore::Count total = folders.total();
+    std::fprintf(lines, "ground truth: %d of %d files read\n", total.read,
+                 total.files + unreadable);
   }
   if (totals.semaphoreLeft != 0) {
     Fail("internal error: " + std::to_string(totals.semaphoreLeft) + " unit signals left over");

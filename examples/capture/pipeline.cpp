@@ -45,15 +45,10 @@ double ThreadCpuSeconds() {
 // Completed units a worker lets pile up before it wakes the router.
 constexpr size_t kCompletionBatch = 8;
 
-const char kFrameDef[] = "frame";
-const char kLabelDef[] = "label";
-const char kLocalize[] = "localize";
-const char kMeasure[] = "measure";
-
 // A definition gives each image that enters it a priority from the graph's counter.
-class DemoTargetROIDef : public TQTargetROIDef {
+class ModuleTargetROIDef : public TQTargetROIDef {
  public:
-  DemoTargetROIDef(TQDependencyGraph* graph, const std::string& name, int level)
+  ModuleTargetROIDef(TQDependencyGraph* graph, const std::string& name, int level)
       : TQTargetROIDef(graph, name, level), name_(name) {}
   int OnSourceImageStart(TQSourceImageObject* image) override {
     image->SetTargetDefPriority(name_, GetDependencyGraph()->NextPriority());
@@ -66,30 +61,35 @@ class DemoTargetROIDef : public TQTargetROIDef {
   std::string name_;
 };
 
-// The two-node graph "frame" -> "label". Priorities grow by one per request; the
-// counter's overflow is checked every time it advances.
-class DemoGraph : public TQDependencyGraph {
+// The module's definitions as a chain, each the child of the one before. Priorities
+// grow by one per request; the counter's overflow is checked every time it advances.
+class ModuleGraph : public TQDependencyGraph {
  public:
+  explicit ModuleGraph(const std::vector<ModuleDefinition>& definitions)
+      : definitions_(definitions) {}
+
   int BuildGraph(const std::string&) override {
-    TQRef<TQTargetROIDef> frame(new DemoTargetROIDef(this, kFrameDef, 0));
-    TQRef<TQTargetROIDef> label(new DemoTargetROIDef(this, kLabelDef, 1));
-    frame->GetTargetDefSetting().SetTargetDefName(kFrameDef);
-    frame->GetTargetDefSetting().AddTaskSetting(
-        kLocalize, new TQTargetTaskSetting(kFrameDef, kLocalize, norvane::TT_ATOMIC_0));
-    label->GetTargetDefSetting().SetTargetDefName(kLabelDef);
-    label->GetTargetDefSetting().AddTaskSetting(
-        kMeasure, new TQTargetTaskSetting(kLabelDef, kMeasure, norvane::TT_ATOMIC_0));
-    frame->AddChildDefNode(label.get());
-    label->AddParentDefNode(frame.get());
-    frame->ActivateAllTask();
-    label->ActivateAllTask();
-    if (!AddTargetROIDefNode(kFrameDef, frame.get()) ||
-        !AddTargetROIDefNode(kLabelDef, label.get())) {
-      return -1;
+    TQTargetROIDef* parent = nullptr;
+    for (size_t level = 0; level < definitions_.size(); ++level) {
+      const ModuleDefinition& definition = definitions_[level];
+      TQRef<TQTargetROIDef> node(
+          new ModuleTargetROIDef(this, definition.name, static_cast<int>(level)));
+      node->GetTargetDefSetting().SetTargetDefName(definition.name);
+      for (const std::string& task : definition.tasks) {
+        node->GetTargetDefSetting().AddTaskSetting(
+            task, new TQTargetTaskSetting(definition.name, task, norvane::TT_ATOMIC_0));
+      }
+      if (parent != nullptr) {
+        parent->AddChildDefNode(node.get());
+        node->AddParentDefNode(parent);
+      }
+      node->ActivateAllTask();
+      if (!AddTargetROIDefNode(definition.name, node.get())) return -1;
+      if (level == 0) beginNode = node.get();
+      endNode = node.get();
+      parent = node.get();
     }
-    beginNode = frame.get();
-    endNode = label.get();
-    return 0;
+    return definitions_.empty() ? -1 : 0;
   }
   unsigned int NextPriority() override {
     unsigned int value;
@@ -110,6 +110,9 @@ class DemoGraph : public TQDependencyGraph {
     return 0;
   }
   void ResetGraph() override {}
+
+ private:
+  std::vector<ModuleDefinition> definitions_;
 };
 
 // The adapter the producer fills; it has more images while the producer runs.
@@ -128,7 +131,8 @@ struct Unit {
   TQRef<TQTaskOutput> output;
   TQRef<TQTargetTaskUnit> unit;
   int frame = -1;
-  bool localize = false;
+  size_t level = 0;  // the definition's place in the chain
+  std::string task;
 };
 
 // The counted image of a frame, made from the grey image the router took out of the
@@ -151,7 +155,10 @@ struct Frame {
   TQRef<TQHashedImageData> image;  // the grey image the tasks see
   TQRef<FrameResult> result;
   Clock::time_point start;
-  int pending = 0;
+  size_t level = 0;                             // the definition whose units run
+  int pending = 0;                              // its units not yet completed
+  std::vector<TQRef<TQRegionObject>> next;      // regions for the next definition
+  std::vector<TQRef<TQRegionObject>> findings;  // regions of the last definition
 };
 
 class Run {
@@ -166,9 +173,17 @@ class Run {
 
   RunTotals Execute(const std::function<void(FrameResult*, const CImageData*)>& onFrame, bool* ok) {
     *ok = true;
-    graph_ = new DemoGraph();
+    definitions_ = options_.module->Definitions();
+    {
+      MutexLock lock(&workMutex_);
+      queues_.resize(definitions_.size());
+    }
+    graph_ = new ModuleGraph(definitions_);
     graph_->SetManagerPool(&pool_);
-    graph_->BuildGraph("frame>label");
+    if (graph_->BuildGraph("") != 0) {
+      *ok = false;
+      return RunTotals();
+    }
 
     adapter_.SetMaxImageCount(4);
     adapter_.SetBufferOverflowProtectionMode(options_.dropOldest
@@ -199,7 +214,7 @@ class Run {
     for (int i = 0; i < options_.workers; ++i) {
       workers.emplace_back([this, &pixelSeconds, i] {
         Work();
-        if (options_.pixelSeconds != nullptr) pixelSeconds[i] = options_.pixelSeconds();
+        pixelSeconds[i] = options_.module->PixelSeconds();
       });
     }
 
@@ -229,7 +244,7 @@ class Run {
     totals.semaphoreLeft = semaphore_.GetValue();
     totals.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     totals.routerCpuSeconds = routerCpuSeconds;
-    if (options_.pixelSeconds != nullptr) {
+    if (!pixelSeconds.empty() && pixelSeconds[0] >= 0) {
       totals.pixelSeconds = 0;
       for (double seconds : pixelSeconds) totals.pixelSeconds += seconds;
     }
@@ -288,26 +303,33 @@ class Run {
     pool_.GetCacheManager()->AddToCacheMap(new SourceImageCacheBase(frame.source.get()));
     graph_->StartSourceImage(frame.source.get());
     frame.whole = new TQRegionObject(frame.source, norvane::ROET_PLAIN_IMAGE);
-    frame.whole->SetTargetROIDefName(kFrameDef);
+    frame.whole->SetTargetROIDefName(definitions_[0].name);
     frame.result = new FrameResult(frame.source->GetHashID().c_str(), image->GetImageTag());
     frame.result->imageId = imageId;
     frame.result->width = image->GetWidth();
     frame.result->height = image->GetHeight();
     const int key = nextFrameKey_++;
     Frame& stored = frames_[key] = std::move(frame);
-    return AddUnit(key, stored, kFrameDef, kLocalize, TQRef<TQRegionObject>(), stored.whole);
+    bool ok = true;
+    for (const std::string& task : definitions_[0].tasks) {
+      ok = AddUnit(key, stored, task, TQRef<TQRegionObject>(), stored.whole) && ok;
+    }
+    return ok;
   }
 
-  bool AddUnit(int key, Frame& frame, const char* def, const char* task,
-               TQRef<TQRegionObject> reference, TQRef<TQRegionObject> region) {
-    TQRef<TQ_TaskObjectBase> object(options_.createTask(task, options_.detectorOptions.c_str()));
+  // Queues one unit of `task` of the frame's current definition on `region`.
+  bool AddUnit(int key, Frame& frame, const std::string& task, TQRef<TQRegionObject> reference,
+               TQRef<TQRegionObject> region) {
+    TQRef<TQ_TaskObjectBase> object(options_.module->CreateTask(task));
     if (object.IsNull()) return false;
+    const std::string& def = definitions_[frame.level].name;
     object->SetManagerPool(&pool_);
     object->SetTaskName(task);
     object->SetTargetDefName(def);
     auto unit = std::make_shared<Unit>();
     unit->frame = key;
-    unit->localize = std::string(task) == kLocalize;
+    unit->level = frame.level;
+    unit->task = task;
     unit->setting = new TQTargetTaskSetting(def, task, norvane::TT_ATOMIC_0);
     unit->setting->SetTaskObject(object);
     unit->setting->ActivateTask();
@@ -320,12 +342,15 @@ class Run {
     ++unitsRun_;
     MutexLock lock(&workMutex_);
     unit->unit->LogPush();
-    (unit->localize ? localizeQueue_ : measureQueue_).push(unit->unit);
+    queues_[unit->level].push(unit->unit);
     queuedUnits_.fetch_add(1, std::memory_order_relaxed);
     workCv_.Signal();
     return true;
   }
 
+  // Takes a completed unit's regions: those named for the next definition wait until
+  // every unit of the current one is done, the rest are findings. When the last unit
+  // of a definition completes, the next definition's units start, or the frame ends.
   bool Complete(TQTargetTaskUnit* done,
                 const std::function<void(FrameResult*, const CImageData*)>& onFrame) {
     auto found = units_.find(done);
@@ -334,45 +359,45 @@ class Run {
     units_.erase(found);
     Frame& frame = frames_[unit->frame];
     TQTaskOutput* output = unit->output.get();
-    bool ok = true;
+    const bool hasNext = unit->level + 1 < definitions_.size();
+    std::vector<norvane::basic_structures::CQuadrilateral>& logged =
+        frame.result->taskRegions[unit->task];
     for (int i = 0; i < output->GetResultCount(); ++i) {
       TQRef<TQRegionObject> region = output->GetTaskResult(i)->GetRegion();
       if (region.IsNull()) continue;  // the completion marker
-      if (unit->localize) {
-        norvane::basic_structures::CQuadrilateral quad;
-        for (int c = 0; c < 4; ++c) quad.points[c] = region->GetVertex(c);
-        frame.result->localized.push_back(quad);
-        ok = AddUnit(unit->frame, frame, kLabelDef, kMeasure, frame.whole, region) && ok;
+      norvane::basic_structures::CQuadrilateral quad;
+      for (int c = 0; c < 4; ++c) quad.points[c] = region->GetVertex(c);
+      logged.push_back(quad);
+      if (hasNext && region->GetTargetROIDefName() == definitions_[unit->level + 1].name) {
+        frame.next.push_back(region);
       } else {
-        AddLabel(frame.result.get(), region.get());
+        frame.findings.push_back(region);
       }
     }
     output->SetResultStatus(norvane::TOS_COMPLETED_AND_FLAGGED);  // the router has used it
-    if (--frame.pending == 0) FinishFrame(unit->frame, onFrame);
+    if (--frame.pending > 0) return true;
+    bool ok = true;
+    if (!frame.next.empty()) {
+      ++frame.level;
+      std::vector<TQRef<TQRegionObject>> regions;
+      regions.swap(frame.next);
+      for (const TQRef<TQRegionObject>& region : regions) {
+        for (const std::string& task : definitions_[frame.level].tasks) {
+          ok = AddUnit(unit->frame, frame, task, frame.whole, region) && ok;
+        }
+      }
+    }
+    if (frame.pending == 0) FinishFrame(unit->frame, onFrame);
     return ok;
-  }
-
-  static void AddLabel(FrameResult* result, TQRegionObject* region) {
-    TQRef<LabelResultItem> item(new LabelResultItem());
-    LabelItem& label = item->label();
-    for (int c = 0; c < 4; ++c) label.quad.points[c] = region->GetVertex(c);
-    const std::map<std::string, std::string>& values = region->GetModuleMap();
-    auto number = [&values](const char* key) {
-      auto it = values.find(key);
-      return it == values.end() ? 0.0 : std::atof(it->second.c_str());
-    };
-    label.area = static_cast<int>(number(norvane::demo::kKeyArea));
-    label.angle = static_cast<int>(number(norvane::demo::kKeyAngle));
-    label.darkness = number(norvane::demo::kKeyDarkness);
-    item->SetTargetROIDefName(kLabelDef);
-    item->SetTaskName(kMeasure);
-    result->AddResultItem(item.get());
   }
 
   void FinishFrame(int key, const std::function<void(FrameResult*, const CImageData*)>& onFrame) {
     Frame& frame = frames_[key];
     graph_->FinishSourceImage(frame.source.get());
     FrameResult* result = frame.result.get();
+    for (ModuleItem* item : options_.module->MakeItems(frame.findings)) {
+      result->AddResultItem(TQRef<norvane::basic_structures::TXPItemBase>(item));
+    }
     for (const norvane::TQErrorCodeInfo& info : frame.source->GetErrorCodeInfos()) {
       if (info.code == EC_TIMEOUT) {
         result->timedOut = true;
@@ -396,24 +421,35 @@ class Run {
   }
 
   // A worker: takes the unit of the oldest image (smallest priority) from the fronts
-  // of both queues, runs it and completes it.
+  // of the definitions' queues, runs it and completes it.
   void Work() {
     while (true) {
       TQRef<TQTargetTaskUnit> unit;
       {
         MutexLock lock(&workMutex_);
-        while (localizeQueue_.empty() && measureQueue_.empty() && !stopping_) workCv_.Wait();
-        if (localizeQueue_.empty() && measureQueue_.empty()) return;
-        TaskUnitQueue* queue = &measureQueue_;
-        if (measureQueue_.empty() ||
-            (!localizeQueue_.empty() &&
-             localizeQueue_.front()->GetPriority() < measureQueue_.front()->GetPriority())) {
-          queue = &localizeQueue_;
+        TaskUnitQueue* queue = nullptr;
+        while (true) {
+          for (TaskUnitQueue& candidate : queues_) {
+            if (!candidate.empty() && (queue == nullptr || candidate.front()->GetPriority() <
+                                                               queue->front()->GetPriority())) {
+              queue = &candidate;
+            }
+          }
+          if (queue != nullptr) break;
+          if (stopping_) return;
+          workCv_.Wait();
         }
         unit = queue->front();
         queue->pop();
         queuedUnits_.fetch_sub(1, std::memory_order_relaxed);
         unit->LogPop();
+      }
+      // A unit whose image has already timed out is not run and records nothing
+      // itself: its frame must still say that it timed out.
+      int skipped = 0;
+      TQSourceImageObject* source = unit->GetSourceImage();
+      if (source != nullptr && source->IsCheckPointNeedExit(&skipped) && skipped != 0) {
+        source->AddErrorCodeInfo(skipped, "", "", "", "");
       }
       unit->Process();
       const bool finished = unit->FinishTask();
@@ -443,7 +479,8 @@ class Run {
   const PipelineOptions& options_;
   FrameProducer* producer_;
   TQDataManagerPool pool_;
-  TQRef<DemoGraph> graph_;
+  std::vector<ModuleDefinition> definitions_;
+  TQRef<ModuleGraph> graph_;
   FrameAdapter adapter_;
   TQSemaphore semaphore_;
 
@@ -456,8 +493,7 @@ class Run {
 
   Mutex workMutex_;
   CondVar workCv_;
-  TaskUnitQueue localizeQueue_ GUARDED_BY(workMutex_);
-  TaskUnitQueue measureQueue_ GUARDED_BY(workMutex_);
+  std::vector<TaskUnitQueue> queues_ GUARDED_BY(workMutex_);  // one per definition
   bool stopping_ GUARDED_BY(workMutex_) = false;
 
   Mutex routerMutex_;

@@ -23,7 +23,9 @@
 #include <thread>
 #include <vector>
 
+#include "../capture/capture_module.h"
 #include "norvane/NorvaneCore.h"
+#include "synthetic_labels.h"
 
 namespace norvane {
 namespace demo {
@@ -434,20 +436,124 @@ class MeasureTask : public TQ_TaskObjectBase {
   Options options_;
 };
 
+// The public face of one found label.
+class LabelItem : public basic_structures::CCapturedResultItem {
+ public:
+  CQuadrilateral quad;
+  int area = 0;
+  int angle = 0;
+  double darkness = 0;
+};
+
+// One label in a frame's result.
+class LabelResultItem : public capture::ModuleItem {
+ public:
+  LabelResultItem() { publicItem = &label_; }
+  LabelResultItem(const LabelResultItem& other) : ModuleItem(other), label_(other.label_) {
+    publicItem = &label_;
+  }
+  TXPItemBase* Clone() const override { return new LabelResultItem(*this); }
+  CQuadrilateral Quad() const override { return label_.quad; }
+  std::string Format() const override { return std::string(); }
+  std::string Text() const override { return std::string(); }
+  Json::Value ToJson() const override {
+    Json::Value entry;
+    Json::Value quad(Json::arrayValue);
+    for (const Point& p : label_.quad.points) {
+      Json::Value point(Json::arrayValue);
+      point.append(p.x);
+      point.append(p.y);
+      quad.append(point);
+    }
+    entry["quad"] = quad;
+    entry["area"] = label_.area;
+    entry["angle"] = label_.angle;
+    entry["darkness"] = label_.darkness;
+    return entry;
+  }
+  LabelItem& label() { return label_; }
+
+ private:
+  LabelItem label_;
+};
+
+class LabelsModule : public capture::CaptureModule {
+ public:
+  explicit LabelsModule(const Options& options) : options_(options) {}
+
+  std::vector<capture::ModuleDefinition> Definitions() const override {
+    return {{"frame", {"localize"}}, {"label", {"measure"}}};
+  }
+
+  TQ_TaskObjectBase* CreateTask(const std::string& task) const override {
+    if (task == "localize") return new LocalizeTask(options_);
+    if (task == "measure") return new MeasureTask(options_);
+    return nullptr;
+  }
+
+  std::vector<capture::ModuleItem*> MakeItems(
+      const std::vector<TQRef<TQRegionObject>>& findings) const override {
+    std::vector<capture::ModuleItem*> items;
+    for (const TQRef<TQRegionObject>& region : findings) {
+      auto* item = new LabelResultItem();
+      LabelItem& label = item->label();
+      for (int c = 0; c < 4; ++c) label.quad.points[c] = region->GetVertex(c);
+      const std::map<std::string, std::string>& values = region->GetModuleMap();
+      auto number = [&values](const char* key) {
+        auto it = values.find(key);
+        return it == values.end() ? 0.0 : std::atof(it->second.c_str());
+      };
+      label.area = static_cast<int>(number(kKeyArea));
+      label.angle = static_cast<int>(number(kKeyAngle));
+      label.darkness = number(kKeyDarkness);
+      item->SetTargetROIDefName("label");
+      item->SetTaskName("measure");
+      items.push_back(item);
+    }
+    return items;
+  }
+
+  const char* ItemsKey() const override { return "labels"; }
+  const char* ItemsNoun() const override { return "labels"; }
+
+  CImageData* RenderSyntheticFrame(int index, int width, int height,
+                                   std::vector<capture::TruthItem>* truth) const override {
+    const capture::SyntheticFramePlan plan = capture::PlanSyntheticFrame(index, width, height);
+    truth->clear();
+    for (const capture::SyntheticLabel& label : plan.labels) {
+      capture::TruthItem item;
+      for (int c = 0; c < 4; ++c) {
+        item.corners[c][0] = label.corners[c].x;
+        item.corners[c][1] = label.corners[c].y;
+      }
+      truth->push_back(item);
+    }
+    return capture::RenderSyntheticFrame(plan);
+  }
+
+  double MatchIoU() const override { return 0.8; }
+
+  double PixelSeconds() const override {
+    return static_cast<double>(threadPixelNanoseconds) * 1e-9;
+  }
+
+ private:
+  Options options_;
+};
+
 }  // namespace
 }  // namespace demo
 }  // namespace norvane
 
-extern "C" __attribute__((visibility("default"))) norvane::TQ_TaskObjectBase* NorvaneDemoCreateTask(
-    const char* name, const char* options) {
-  using norvane::demo::Options;
-  Options parsed;
-  if (name == nullptr || !norvane::demo::ParseOptions(options, &parsed)) return nullptr;
-  if (std::strcmp(name, "localize") == 0) return new norvane::demo::LocalizeTask(parsed);
-  if (std::strcmp(name, "measure") == 0) return new norvane::demo::MeasureTask(parsed);
-  return nullptr;
-}
-
-extern "C" __attribute__((visibility("default"))) double NorvaneDemoPixelSeconds() {
-  return static_cast<double>(norvane::demo::threadPixelNanoseconds) * 1e-9;
+extern "C" __attribute__((visibility("default"))) capture::CaptureModule*
+NorvaneCreateCaptureModule(const char* options, std::string* error) {
+  norvane::demo::Options parsed;
+  if (!norvane::demo::ParseOptions(options, &parsed)) {
+    if (error != nullptr) {
+      *error = std::string("bad options '") + (options != nullptr ? options : "") +
+               "' (expected delay-ms=N, noop)";
+    }
+    return nullptr;
+  }
+  return new norvane::demo::LabelsModule(parsed);
 }

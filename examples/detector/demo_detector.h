@@ -1,7 +1,7 @@
-// The interface between norvane-capture and its sample sibling module,
-// libNorvaneDemoDetector.so. The program loads the module by name and creates one
-// task object per task unit through NorvaneDemoCreateTask; the objects run on the
-// program's worker threads.
+// The label detector, libNorvaneDemoDetector.so: norvane-capture's module "labels"
+// (see ../capture/capture_module.h). Its options, comma-separated:
+//   delay-ms=N  the tasks wait N milliseconds at their check-points before working
+//   noop        "localize" skips its pixel work and finds nothing
 //
 // "localize" runs on the whole-image region of a grey frame and adds one label region
 // per dark label it finds; "measure" runs on one label region and keeps it in its
@@ -28,22 +28,6 @@ constexpr const char kKeyDarkness[] = "darkness";
 // Key of the whole-image region's module map: every label quad that "localize" found,
 // as "x0 y0 x1 y1 x2 y2 x3 y3;" per label in index order.
 constexpr const char kKeyAllLabels[] = "label-quads";
-
-// Creates a new task object ("localize" or "measure") with the given options, or null
-// for an unknown name or a bad option. Options are separated by commas:
-//   delay-ms=N  the task waits N milliseconds at its check-points before working
-//   noop        "localize" skips its pixel work and finds nothing
-// The caller takes the object into a TQRef.
-typedef TQ_TaskObjectBase* (*CreateTaskFunction)(const char* name, const char* options);
-constexpr const char kModuleName[] = "NorvaneDemoDetector";
-constexpr const char kCreateTaskName[] = "NorvaneDemoCreateTask";
-
-// The CPU seconds the calling thread has spent in the tasks' pixel work (all that
-// "noop" skips: thresholding, components, rectangles, measuring) since it first ran
-// a task. The program reads it on each worker thread to tell the detector's own
-// time from the pipeline's.
-typedef double (*PixelSecondsFunction)();
-constexpr const char kPixelSecondsName[] = "NorvaneDemoPixelSeconds";
 
 }  // namespace demo
 }  // namespace norvane

@@ -1,13 +1,13 @@
-// Deterministic synthetic frames for norvane-capture: a light, slightly noisy
+// Deterministic synthetic frames of the label detector: a light, slightly noisy
 // background with one to six dark rotated rectangles ("labels") that do not touch,
 // in a mix of pixel formats and tags. The ground truth of every frame is known
 // before any pixel is drawn, so the run can score itself.
-#ifndef NORVANE_EXAMPLES_CAPTURE_SYNTHETIC_H_
-#define NORVANE_EXAMPLES_CAPTURE_SYNTHETIC_H_
+#ifndef NORVANE_EXAMPLES_DETECTOR_SYNTHETIC_LABELS_H_
+#define NORVANE_EXAMPLES_DETECTOR_SYNTHETIC_LABELS_H_
 
 #include <vector>
 
-#include "geometry2d.h"
+#include "../capture/geometry2d.h"
 #include "norvane/basic_structures/image_data.h"
 
 namespace capture {
@@ -25,8 +25,8 @@ struct SyntheticFramePlan {
   std::vector<SyntheticLabel> labels;
 };
 
-// The plans of `count` frames of the given size; the same for the same arguments.
-std::vector<SyntheticFramePlan> PlanSyntheticFrames(int count, int width, int height);
+// The plan of frame `index` of the given size; the same for the same arguments.
+SyntheticFramePlan PlanSyntheticFrame(int index, int width, int height);
 
 // Draws a frame: grey, 24-bit colour or YUV 4:2:0 by its index, with a video-frame or
 // file tag whose image id is the frame index. A pixel is dark when its centre lies in
@@ -35,4 +35,4 @@ norvane::basic_structures::CImageData* RenderSyntheticFrame(const SyntheticFrame
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_CAPTURE_SYNTHETIC_H_
+#endif  // NORVANE_EXAMPLES_DETECTOR_SYNTHETIC_LABELS_H_

@@ -1,4 +1,4 @@
-#include "synthetic.h"
+#include "synthetic_labels.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,44 +35,40 @@ unsigned char Clamp(int v) { return static_cast<unsigned char>(std::min(255, std
 
 }  // namespace
 
-std::vector<SyntheticFramePlan> PlanSyntheticFrames(int count, int width, int height) {
-  std::vector<SyntheticFramePlan> plans;
-  for (int index = 0; index < count; ++index) {
-    SyntheticFramePlan plan;
-    plan.index = index;
-    plan.width = width;
-    plan.height = height;
-    plan.seed = 0x9E3779B9u * static_cast<uint32_t>(index + 1);
-    Random random(plan.seed);
-    const int cellW = width / kColumns, cellH = height / kRows;
-    const double radius = std::min(cellW, cellH) / 2.0 - 14.0;
-    int cells[kColumns * kRows];
-    for (int i = 0; i < kColumns * kRows; ++i) cells[i] = i;
-    for (int i = kColumns * kRows - 1; i > 0; --i) std::swap(cells[i], cells[random.Below(i + 1)]);
-    const int labels = 1 + random.Below(6);
-    for (int l = 0; l < labels && radius > 20; ++l) {
-      double w = 70 + random.Below(190), h = 35 + random.Below(100);
-      const double diagonal = std::hypot(w, h);
-      if (diagonal > 2 * radius) {
-        w *= 2 * radius / diagonal;
-        h *= 2 * radius / diagonal;
-      }
-      const double angle = random.Below(18000) / 100.0 * kPi / 180.0;
-      const double cx = (cells[l] % kColumns + 0.5) * cellW + random.Below(21) - 10;
-      const double cy = (cells[l] / kColumns + 0.5) * cellH + random.Below(21) - 10;
-      const double ux = std::cos(angle), uy = std::sin(angle);
-      SyntheticLabel label;
-      const double su[4] = {-1, 1, 1, -1}, sv[4] = {-1, -1, 1, 1};
-      for (int c = 0; c < 4; ++c) {
-        const double du = su[c] * w / 2, dv = sv[c] * h / 2;
-        label.corners.push_back({cx + du * ux - dv * uy, cy + du * uy + dv * ux});
-      }
-      label.grey = 30 + random.Below(60);
-      plan.labels.push_back(label);
+SyntheticFramePlan PlanSyntheticFrame(int index, int width, int height) {
+  SyntheticFramePlan plan;
+  plan.index = index;
+  plan.width = width;
+  plan.height = height;
+  plan.seed = 0x9E3779B9u * static_cast<uint32_t>(index + 1);
+  Random random(plan.seed);
+  const int cellW = width / kColumns, cellH = height / kRows;
+  const double radius = std::min(cellW, cellH) / 2.0 - 14.0;
+  int cells[kColumns * kRows];
+  for (int i = 0; i < kColumns * kRows; ++i) cells[i] = i;
+  for (int i = kColumns * kRows - 1; i > 0; --i) std::swap(cells[i], cells[random.Below(i + 1)]);
+  const int labels = 1 + random.Below(6);
+  for (int l = 0; l < labels && radius > 20; ++l) {
+    double w = 70 + random.Below(190), h = 35 + random.Below(100);
+    const double diagonal = std::hypot(w, h);
+    if (diagonal > 2 * radius) {
+      w *= 2 * radius / diagonal;
+      h *= 2 * radius / diagonal;
     }
-    plans.push_back(plan);
+    const double angle = random.Below(18000) / 100.0 * kPi / 180.0;
+    const double cx = (cells[l] % kColumns + 0.5) * cellW + random.Below(21) - 10;
+    const double cy = (cells[l] / kColumns + 0.5) * cellH + random.Below(21) - 10;
+    const double ux = std::cos(angle), uy = std::sin(angle);
+    SyntheticLabel label;
+    const double su[4] = {-1, 1, 1, -1}, sv[4] = {-1, -1, 1, 1};
+    for (int c = 0; c < 4; ++c) {
+      const double du = su[c] * w / 2, dv = sv[c] * h / 2;
+      label.corners.push_back({cx + du * ux - dv * uy, cy + du * uy + dv * ux});
+    }
+    label.grey = 30 + random.Below(60);
+    plan.labels.push_back(label);
   }
-  return plans;
+  return plan;
 }
 
 CImageData* RenderSyntheticFrame(const SyntheticFramePlan& plan) {

@@ -1,0 +1,340 @@
+// libNorvaneBarcodeReader.so: a sibling module that reads 1D and 2D codes with
+// ZXing-cpp on the task graph of norvane-capture.
+//
+// Definition "image" runs two tasks on the whole image: "whole" decodes all of it as
+// the decoder alone would, and "locate" finds candidate code regions. Each finding of
+// either becomes a region of definition "code", whose task "decode" keeps what
+// "whole" read, skips candidates where "whole" read a code already, and decodes the
+// others rectified, enlarged and inverted (code_reader.h). Duplicates of one code are
+// dropped when the frame's items are made.
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "../capture/capture_module.h"
+#include "code_reader.h"
+#include "norvane/NorvaneCore.h"
+#include "synthetic_codes.h"
+
+namespace norvane {
+namespace barcode {
+namespace {
+
+using basic_structures::CImageData;
+using basic_structures::CQuadrilateral;
+using basic_structures::TQImageData;
+typedef basic_structures::TQPoint_<int> Point;
+
+const char kImageDef[] = "image";
+const char kCodeDef[] = "code";
+const char kWholeTask[] = "whole";
+const char kLocateTask[] = "locate";
+const char kDecodeTask[] = "decode";
+
+// Keys of a code region's module map, set once the code is read.
+const char kKeyFormat[] = "format";
+const char kKeyText[] = "text";
+// Key of the whole-image region's map: the centres of the codes "whole" read, as
+// "x y;" pairs. Only "whole" writes it; "decode" reads it after the router has seen
+// every task of "image" finish.
+const char kKeyWholeCentres[] = "whole-centres";
+
+constexpr RegionObjectElementType kCodeRegionType = static_cast<RegionObjectElementType>(2);
+// Candidates tried per image, largest first.
+constexpr int kMaxCandidates = 8;
+
+// The public face of a read code.
+class BarcodeItem : public basic_structures::CCapturedResultItem {
+ public:
+  std::string format;
+  std::string text;
+  CQuadrilateral quad;
+};
+
+// One read code in a frame's result.
+class BarcodeResultItem : public capture::ModuleItem {
+ public:
+  BarcodeResultItem() { publicItem = &code_; }
+  BarcodeResultItem(const BarcodeResultItem& other) : ModuleItem(other), code_(other.code_) {
+    publicItem = &code_;
+  }
+  TXPItemBase* Clone() const override { return new BarcodeResultItem(*this); }
+  CQuadrilateral Quad() const override { return code_.quad; }
+  std::string Format() const override { return code_.format; }
+  std::string Text() const override { return code_.text; }
+  Json::Value ToJson() const override {
+    Json::Value item;
+    item["format"] = code_.format;
+    item["text"] = code_.text;
+    Json::Value quad(Json::arrayValue);
+    for (const Point& p : code_.quad.points) {
+      Json::Value point(Json::arrayValue);
+      point.append(p.x);
+      point.append(p.y);
+      quad.append(point);
+    }
+    item["quad"] = quad;
+    return item;
+  }
+  BarcodeItem& code() { return code_; }
+
+ private:
+  BarcodeItem code_;
+};
+
+GreyView ViewOf(const CImageData* image) {
+  GreyView view;
+  if (image == nullptr || image->GetImagePixelFormat() != basic_structures::IPF_GRAYSCALE) {
+    return view;
+  }
+  view.data = image->GetBytes();
+  view.width = image->GetWidth();
+  view.height = image->GetHeight();
+  view.stride = image->GetStride();
+  return view;
+}
+
+CQuadrilateral QuadOf(const TQ_Quad& quad) {
+  CQuadrilateral out;
+  for (int c = 0; c < 4; ++c) out.points[c] = quad.GetVertex(c);
+  return out;
+}
+
+// The base of the module's tasks: the check-point on entry, the finish flag on exit,
+// and a new region of definition "code" for each finding.
+class BarcodeTask : public TQ_TaskObjectBase {
+ public:
+  ErrorCode RunTask(TQTaskOutput* output, TQSemaphore*) override {
+    TQRef<TQRegionObject> region = output->GetRegion();
+    ErrorCode code = EC_NULL_POINTER;
+    if (!region.IsNull() && !region->GetSourceImageObject().IsNull()) {
+      TQSourceImageObject* source = region->GetSourceImageObject().get();
+      if (!source->IsCheckPointNeedExit(&code)) code = Run(output, region.get(), source);
+    }
+    SetTaskFinished();
+    return code;
+  }
+
+ protected:
+  virtual ErrorCode Run(TQTaskOutput* output, TQRegionObject* region,
+                        TQSourceImageObject* source) = 0;
+
+  // Adds a region of `quad` in the image of `parent` to the output; false when the
+  // quadrilateral is not convex.
+  bool AddRegion(TQTaskOutput* output, TQRegionObject* parent, const CQuadrilateral& quad,
+                 const Code* read) {
+    TQRef<TQRegionObject> region(new TQRegionObject(kCodeRegionType, parent->GetRegionImage()));
+    region->SetSourceImageObject(parent->GetSourceImageObject());
+    TQRef<TQRegionObject> reference(parent->GetReferenceRegion().IsNull()
+                                        ? TQRef<TQRegionObject>(parent)
+                                        : parent->GetReferenceRegion());
+    region->SetReferenceRegion(reference);
+    region->SetTargetROIDefName(kCodeDef);
+    region->SetProductTaskName(GetTaskName());
+    if (region->SetLocationWithQuadrilateral(quad) != 0) return false;
+    if (read != nullptr) {
+      region->GetModuleMap()[kKeyFormat] = read->format;
+      region->GetModuleMap()[kKeyText] = read->text;
+    }
+    output->AddTaskResult(new TQTaskOutputAtomResult(region));
+    return true;
+  }
+};
+
+class WholeTask : public BarcodeTask {
+ public:
+  const char* GetTaskDescription() const override { return "decodes the whole image"; }
+
+ protected:
+  ErrorCode Run(TQTaskOutput* output, TQRegionObject* whole, TQSourceImageObject*) override {
+    std::string centres;
+    for (const Code& code : DecodeWholeImage(ViewOf(whole->GetRegionImage()))) {
+      long x = 0, y = 0;
+      for (const Point& p : code.quad.points) {
+        x += p.x;
+        y += p.y;
+      }
+      centres += std::to_string(x / 4) + " " + std::to_string(y / 4) + ";";
+      // A code read on a single scan line has no area: it keeps a thin box around it.
+      if (!AddRegion(output, whole, code.quad, &code))
+        AddRegion(output, whole, Thicken(code.quad), &code);
+    }
+    whole->GetModuleMap()[kKeyWholeCentres] = centres;
+    return 0;
+  }
+
+ private:
+  static CQuadrilateral Thicken(const CQuadrilateral& line) {
+    CQuadrilateral quad;
+    const Point& a = line.points[0];
+    const Point& b = line.points[1];
+    quad.points[0] = Point(a.x - 1, a.y - 1);
+    quad.points[1] = Point(b.x + 1, b.y - 1);
+    quad.points[2] = Point(b.x + 1, b.y + 1);
+    quad.points[3] = Point(a.x - 1, a.y + 1);
+    return quad;
+  }
+};
+
+class LocateTask : public BarcodeTask {
+ public:
+  const char* GetTaskDescription() const override { return "finds candidate code regions"; }
+
+ protected:
+  ErrorCode Run(TQTaskOutput* output, TQRegionObject* whole, TQSourceImageObject*) override {
+    for (const Candidate& candidate :
+         FindCandidates(ViewOf(whole->GetRegionImage()), kMaxCandidates)) {
+      AddRegion(output, whole, candidate, nullptr);
+    }
+    return 0;
+  }
+};
+
+class DecodeTask : public BarcodeTask {
+ public:
+  const char* GetTaskDescription() const override { return "decodes one code region"; }
+
+ protected:
+  ErrorCode Run(TQTaskOutput* output, TQRegionObject* region,
+                TQSourceImageObject* source) override {
+    if (region->GetModuleMap().count(kKeyText) != 0) {  // read by "whole" already
+      output->AddTaskResult(new TQTaskOutputAtomResult(TQRef<TQRegionObject>(region)));
+      return 0;
+    }
+    if (HoldsWholeImageCode(region)) {  // kept to give a linear code its box
+      output->AddTaskResult(new TQTaskOutputAtomResult(TQRef<TQRegionObject>(region)));
+      return 0;
+    }
+    std::vector<Code> codes;
+    ErrorCode code = 0;
+    const bool done = DecodeCandidate(
+        ViewOf(region->GetRegionImage()), QuadOf(*region),
+        [source, &code] { return source->IsCheckPointNeedExit(&code); }, &codes);
+    if (!done) return code;
+    for (const Code& read : codes) {
+      AddRegion(output, region, FitToCandidate(read.quad, QuadOf(*region)), &read);
+    }
+    return 0;
+  }
+
+ private:
+  // Whether a code that "whole" read lies in this candidate.
+  static bool HoldsWholeImageCode(TQRegionObject* region) {
+    const TQRef<TQRegionObject>& whole = region->GetReferenceRegion();
+    if (whole.IsNull()) return false;
+    const auto found = whole->GetModuleMap().find(kKeyWholeCentres);
+    if (found == whole->GetModuleMap().end()) return false;
+    std::istringstream centres(found->second);
+    int x = 0, y = 0;
+    char separator = 0;
+    while (centres >> x >> y >> separator) {
+      if (region->CalcPointPositionRelation(Point(x, y), 0) != 5) return true;
+    }
+    return false;
+  }
+};
+
+class BarcodeModule : public capture::CaptureModule {
+ public:
+  std::vector<capture::ModuleDefinition> Definitions() const override {
+    return {{kImageDef, {kWholeTask, kLocateTask}}, {kCodeDef, {kDecodeTask}}};
+  }
+
+  TQ_TaskObjectBase* CreateTask(const std::string& task) const override {
+    if (task == kWholeTask) return new WholeTask();
+    if (task == kLocateTask) return new LocateTask();
+    if (task == kDecodeTask) return new DecodeTask();
+    return nullptr;
+  }
+
+  std::vector<capture::ModuleItem*> MakeItems(
+      const std::vector<TQRef<TQRegionObject>>& findings) const override {
+    std::vector<capture::ModuleItem*> items;
+    std::vector<TQRegionObject*> kept;
+    std::vector<CQuadrilateral> candidates;  // those that hold a code "whole" read
+    for (const TQRef<TQRegionObject>& region : findings) {
+      if (region->GetModuleMap().count(kKeyText) == 0) candidates.push_back(QuadOf(*region));
+    }
+    for (const TQRef<TQRegionObject>& region : findings) {
+      const std::map<std::string, std::string>& values = region->GetModuleMap();
+      const auto text = values.find(kKeyText);
+      const auto format = values.find(kKeyFormat);
+      if (text == values.end() || format == values.end()) continue;
+      if (IsDuplicate(region.get(), kept)) continue;
+      kept.push_back(region.get());
+      auto* item = new BarcodeResultItem();
+      item->code().format = format->second;
+      item->code().text = text->second;
+      item->code().quad = QuadOf(*region);
+      for (const CQuadrilateral& candidate : candidates) {
+        item->code().quad = FitToCandidate(item->code().quad, candidate);
+      }
+      item->SetTargetROIDefName(kCodeDef);
+      item->SetTaskName(region->GetProductTaskName());
+      items.push_back(item);
+    }
+    return items;
+  }
+
+  const char* ItemsKey() const override { return "barcodes"; }
+  const char* ItemsNoun() const override { return "codes"; }
+
+  CImageData* RenderSyntheticFrame(int index, int width, int height,
+                                   std::vector<capture::TruthItem>* truth) const override {
+    std::vector<unsigned char> grey;
+    std::vector<SyntheticCode> codes;
+    if (!RenderSyntheticCodeFrame(index, width, height, &grey, &codes)) return nullptr;
+    truth->clear();
+    for (const SyntheticCode& code : codes) {
+      capture::TruthItem item;
+      std::memcpy(item.corners, code.corners, sizeof(item.corners));
+      item.format = code.format;
+      item.text = code.text;
+      truth->push_back(item);
+    }
+    unsigned char* bytes = new unsigned char[grey.size()];
+    std::memcpy(bytes, grey.data(), grey.size());
+    basic_structures::CVideoFrameTag tag(basic_structures::VFQ_HIGH, false, nullptr, width, height);
+    tag.SetImageId(index);
+    return new CImageData(grey.size(), bytes, &CImageData::DeleteByteArray, width, height, width,
+                          basic_structures::IPF_GRAYSCALE, 0, &tag);
+  }
+
+  double MatchIoU() const override { return 0.5; }
+
+ private:
+  // The same code read twice: same symbology and text, and quadrilaterals that
+  // overlap.
+  static bool IsDuplicate(TQRegionObject* region, const std::vector<TQRegionObject*>& kept) {
+    const std::map<std::string, std::string>& values = region->GetModuleMap();
+    for (TQRegionObject* other : kept) {
+      const std::map<std::string, std::string>& otherValues = other->GetModuleMap();
+      if (otherValues.at(kKeyText) != values.at(kKeyText) ||
+          otherValues.at(kKeyFormat) != values.at(kKeyFormat)) {
+        continue;
+      }
+      if (region->IsOverlapWithOtherQuad(other->GetRegionQuad(), 0.0f)) return true;
+    }
+    return false;
+  }
+};
+
+}  // namespace
+}  // namespace barcode
+}  // namespace norvane
+
+extern "C" __attribute__((visibility("default"))) capture::CaptureModule*
+NorvaneCreateCaptureModule(const char* options, std::string* error) {
+  if (options != nullptr && *options != '\0') {
+    if (error != nullptr) *error = std::string("the barcode module has no options: ") + options;
+    return nullptr;
+  }
+  // The program's workers run the tasks in parallel; OpenCV's own thread pool would
+  // only compete with them.
+  cv::setNumThreads(0);
+  return new norvane::barcode::BarcodeModule();
+}

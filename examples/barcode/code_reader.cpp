@@ -1,0 +1,227 @@
+// Hazards of Debian's ZXing-cpp 1.4, which keeps its assertions compiled in:
+//  - Its linear-code reader compares a new finding with earlier ones through
+//    Result::operator==, which asserts `lineCount() == 1` and so aborts the process
+//    when a finding arrives already counted (seen with DataBar, and with EAN-13 plus
+//    an add-on when enlarged). The comparison runs only against findings of the same
+//    scan, so linear codes are read with at most one symbol and a line count of one:
+//    the scan stops at its first finding and never compares. Matrix codes return
+//    from operator== before the assertion and are read several at a time.
+//  - Several linear codes of one image are therefore found through the candidate
+//    regions, one per region, not by the whole-image attempt.
+#include "code_reader.h"
+
+#define ZX_USE_UTF8
+#include <ZXing/ReadBarcode.h>
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "norvane/basic_structures/geometry_c.h"
+#include "norvane/basic_structures/transform_matrix.h"
+#include "norvane/geometry/quad.h"
+
+namespace norvane {
+namespace barcode {
+namespace {
+
+using basic_structures::CQuadrilateral;
+typedef basic_structures::TQPoint_<int> Point;
+
+// Candidate search works on a copy whose longer side is at most this long.
+constexpr int kSearchSide = 640;
+// Rectified candidates whose shorter side is below this are enlarged to it.
+constexpr int kMinDecodeSide = 160;
+// How far a candidate is grown on each side, as a share of its size: the blob of
+// edges ends at the outer bars, and the decoder needs the quiet zone beyond them.
+constexpr double kCandidateMargin = 0.12;
+
+cv::Mat WrapGrey(const GreyView& image) {
+  return cv::Mat(image.height, image.width, CV_8UC1, const_cast<unsigned char*>(image.data),
+                 static_cast<size_t>(image.stride));
+}
+
+// One decoding pass over a grey matrix: matrix codes, then at most one linear code
+// (see the hazards above). `base` carries the binariser and the pure flag.
+std::vector<Code> DecodeOnce(const cv::Mat& grey, ZXing::DecodeHints base) {
+  std::vector<Code> codes;
+  const ZXing::ImageView view(grey.data, grey.cols, grey.rows, ZXing::ImageFormat::Lum,
+                              static_cast<int>(grey.step[0]));
+  auto add = [&codes](const ZXing::Result& result) {
+    if (!result.isValid()) return;
+    Code code;
+    code.format = ZXing::ToString(result.format());
+    code.text = result.text();
+    const ZXing::Position& position = result.position();
+    for (int c = 0; c < 4; ++c) code.quad.points[c] = Point(position[c].x, position[c].y);
+    codes.push_back(code);
+  };
+  ZXing::DecodeHints matrix = base;
+  matrix.setFormats(ZXing::BarcodeFormat::MatrixCodes);
+  for (const ZXing::Result& result : ZXing::ReadBarcodes(view, matrix)) add(result);
+  ZXing::DecodeHints linear = base;
+  linear.setFormats(ZXing::BarcodeFormat::LinearCodes).setMinLineCount(1).setMaxNumberOfSymbols(1);
+  add(ZXing::ReadBarcode(view, linear));
+  return codes;
+}
+
+// Maps the corners of codes read in a warped image back through `toImage`.
+void MapBack(const double toImage[9], std::vector<Code>* codes) {
+  for (Code& code : *codes) {
+    for (Point& point : code.quad.points) point = TXP_TransformCoordinates(point, toImage);
+  }
+}
+
+double Distance(const cv::Point2f& a, const cv::Point2f& b) {
+  return std::hypot(static_cast<double>(a.x - b.x), static_cast<double>(a.y - b.y));
+}
+
+}  // namespace
+
+std::vector<Code> DecodeWholeImage(const GreyView& image) {
+  if (image.data == nullptr || image.width <= 0 || image.height <= 0) return {};
+  std::vector<Code> codes = DecodeOnce(WrapGrey(image), ZXing::DecodeHints());
+  for (Code& code : codes) NormaliseText(&code);
+  return codes;
+}
+
+std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates) {
+  std::vector<Candidate> candidates;
+  if (image.data == nullptr || image.width < 8 || image.height < 8) return candidates;
+  const cv::Mat grey = WrapGrey(image);
+  const double scale =
+      std::min(1.0, static_cast<double>(kSearchSide) / std::max(image.width, image.height));
+  cv::Mat small;
+  if (scale < 1.0) {
+    cv::resize(grey, small, cv::Size(), scale, scale, cv::INTER_AREA);
+  } else {
+    small = grey;
+  }
+  // Strong local contrast: the morphological gradient, kept where Otsu's threshold
+  // puts it with the edges.
+  cv::Mat gradient, edges;
+  const cv::Mat cross = cv::getStructuringElement(cv::MORPH_CROSS, cv::Size(3, 3));
+  cv::morphologyEx(small, gradient, cv::MORPH_GRADIENT, cross);
+  cv::threshold(gradient, edges, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+  // Bars and modules merge into one blob; thin lines and specks go.
+  const int side = std::max(small.cols, small.rows);
+  const int close = std::max(5, side / 64) | 1;
+  cv::morphologyEx(edges, edges, cv::MORPH_CLOSE,
+                   cv::getStructuringElement(cv::MORPH_RECT, cv::Size(close, close)));
+  cv::morphologyEx(edges, edges, cv::MORPH_OPEN,
+                   cv::getStructuringElement(cv::MORPH_RECT, cv::Size(5, 5)));
+
+  std::vector<std::vector<cv::Point>> contours;
+  cv::findContours(edges, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
+  std::vector<std::pair<double, cv::RotatedRect>> boxes;
+  const double minArea = std::max(100.0, 0.002 * small.cols * small.rows);
+  const double maxArea = 0.9 * small.cols * small.rows;
+  for (const auto& contour : contours) {
+    const cv::RotatedRect box = cv::minAreaRect(contour);
+    const double area = static_cast<double>(box.size.area());
+    if (area < minArea || area > maxArea) continue;
+    // A blob that fills little of its box is clutter, not a code.
+    if (cv::contourArea(contour) < 0.5 * area) continue;
+    boxes.emplace_back(area, box);
+  }
+  std::sort(boxes.begin(), boxes.end(),
+            [](const auto& a, const auto& b) { return a.first > b.first; });
+  if (static_cast<int>(boxes.size()) > maxCandidates) boxes.resize(maxCandidates);
+  for (const auto& entry : boxes) {
+    cv::RotatedRect box = entry.second;
+    const float grow = static_cast<float>(1.0 + 2 * kCandidateMargin);
+    box.size = cv::Size2f(box.size.width * grow + 4, box.size.height * grow + 4);
+    cv::Point2f corners[4];
+    box.points(corners);  // bottom-left, top-left, top-right, bottom-right when upright
+    Candidate candidate;
+    for (int c = 0; c < 4; ++c) {
+      const double x = corners[(c + 1) % 4].x / scale, y = corners[(c + 1) % 4].y / scale;
+      candidate.points[c] =
+          Point(static_cast<int>(std::lround(std::min(std::max(x, 0.0), image.width - 1.0))),
+                static_cast<int>(std::lround(std::min(std::max(y, 0.0), image.height - 1.0))));
+    }
+    candidates.push_back(candidate);
+  }
+  return candidates;
+}
+
+bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const StopRequested& stop,
+                     std::vector<Code>* codes) {
+  if (image.data == nullptr) return true;
+  Point clockwise[4];
+  ConvertQuadrilateralToClockWisePoints(candidate, clockwise);
+  cv::Point2f from[4];
+  for (int c = 0; c < 4; ++c) from[c] = cv::Point2f(clockwise[c].x, clockwise[c].y);
+  const double width = std::max(Distance(from[0], from[1]), Distance(from[3], from[2]));
+  const double height = std::max(Distance(from[1], from[2]), Distance(from[0], from[3]));
+  if (width < 8 || height < 8) return true;
+  const cv::Mat grey = WrapGrey(image);
+
+  // Small codes are enlarged: the decoder needs a few pixels per module.
+  const double scale = std::min(4.0, std::max(1.0, kMinDecodeSide / std::min(width, height)));
+  const cv::Size size(static_cast<int>(width * scale), static_cast<int>(height * scale));
+  const cv::Point2f to[4] = {{0, 0},
+                             {static_cast<float>(size.width), 0},
+                             {static_cast<float>(size.width), static_cast<float>(size.height)},
+                             {0, static_cast<float>(size.height)}};
+  const cv::Mat warp = cv::getPerspectiveTransform(from, to);  // image -> rectified
+  cv::Mat rectified;
+  cv::warpPerspective(WrapGrey(image), rectified, warp, size, cv::INTER_LINEAR,
+                      cv::BORDER_REPLICATE);
+  double toRectified[9], toImage[9];
+  for (int i = 0; i < 9; ++i) toRectified[i] = warp.at<double>(i / 3, i % 3);
+  ResetTransformMatrix(toImage);
+  InvertTransformMatrix(toRectified, toImage);
+
+  // The first attempt as the image is, then light codes on dark ground.
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    if (stop && stop()) return false;
+    if (attempt == 1) cv::bitwise_not(rectified, rectified);
+    std::vector<Code> found = DecodeOnce(rectified, ZXing::DecodeHints());
+    if (found.empty()) continue;
+    MapBack(toImage, &found);
+    for (Code& code : found) {
+      NormaliseText(&code);
+      codes->push_back(code);
+    }
+    break;
+  }
+  return true;
+}
+
+CQuadrilateral FitToCandidate(const CQuadrilateral& code, const Candidate& candidate) {
+  double cx = 0, cy = 0;
+  for (const Point& p : candidate.points) {
+    cx += p.x / 4.0;
+    cy += p.y / 4.0;
+  }
+  const double shrink = 1.0 / (1.0 + 2 * kCandidateMargin);
+  CQuadrilateral box;
+  for (int c = 0; c < 4; ++c) {
+    box.points[c] =
+        Point(static_cast<int>(std::lround(cx + (candidate.points[c].x - cx) * shrink)),
+              static_cast<int>(std::lround(cy + (candidate.points[c].y - cy) * shrink)));
+  }
+  const TQ_Quad codeQuad(code.points), boxQuad(box.points);
+  const double boxArea = boxQuad.GetArea();
+  if (codeQuad.IsConvex() && codeQuad.GetArea() >= 0.25 * boxArea) return code;
+  long x = 0, y = 0;
+  for (const Point& p : code.points) {
+    x += p.x;
+    y += p.y;
+  }
+  const Point centre(static_cast<int>(x / 4), static_cast<int>(y / 4));
+  return TQ_Quad(candidate.points).CalcPointPositionRelation(centre, 0) != 5 ? box : code;
+}
+
+void NormaliseText(Code* code) {
+  if (code->format == "UPC-A" && code->text.size() == 12) {
+    code->text = "0" + code->text;
+  } else if (code->format == "DataBar" && code->text.size() == 14) {
+    code->text = "(01)" + code->text;
+  }
+}
+
+}  // namespace barcode
+}  // namespace norvane
