@@ -6,5 +6,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
-cmake --build build -j "${NORVANE_JOBS:-2}" --target norvane-capture NorvaneDemoDetector
+cmake --build build -j "${NORVANE_JOBS:-2}" --target norvane-capture NorvaneDemoDetector NorvaneBarcodeReader
 ./build/examples/capture/norvane-capture "$@"

@@ -17,7 +17,7 @@ import zlib
 
 PNG_SIGNATURE = b"\x89PNG\r\n\x1a\n"
 LABELS = ["--module", "labels"]
-# Synthetic codes the barcode reader may miss: see the README of examples/barcode.
+# Synthetic codes the barcode reader may miss, of about 90: see the README's quick start.
 MISSED_SYNTHETIC = 12
 DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data", "barcodes")
 
