@@ -1,12 +1,18 @@
 // Renderer of the synthetic barcode frames declared in synthetic_codes.h.
 //
-// A frame is built in three independent random streams, all seeded by the frame
-// index: the codes and their placement, the background clutter, and the lighting
-// and noise. Every random choice reduces 32-bit std::mt19937 output by ratio
-// arithmetic, and every pixel value is computed in integers; the only floating point
-// on the pixel path is one conversion and one product per sample, which IEEE
-// arithmetic rounds the same everywhere. The placement homographies are worked out
-// in doubles once per code and then frozen into fixed point.
+// A frame is built from three independent random streams, all seeded by the frame
+// index: the codes and their placement, the background clutter, and the lighting and
+// noise. Every random choice reduces 32-bit std::mt19937 output by ratio arithmetic,
+// and no trigonometry is used. A code's homography is worked out in doubles once and
+// then frozen into fixed point; per sample the renderer takes exact integer sums and
+// only single, correctly rounded IEEE operations (no sum of products a compiler could
+// fuse). Frames therefore agree across platforms and standard libraries, unless a
+// layout double lands within a rounding error of a fixed-point step. The modules
+// themselves come from ZXing's writers: another ZXing version may draw other ones.
+//
+// Limits of ZXing-cpp 1.4's readers shape some choices below (module sizes, tilts,
+// blur, perspective per symbology): every code drawn here is meant to be read back
+// by it from a crop around the code's card.
 #include "synthetic_codes.h"
 
 #include <ZXing/BarcodeFormat.h>
@@ -28,6 +34,8 @@ typedef std::int64_t i64;
 typedef std::uint32_t u32;
 typedef std::uint64_t u64;
 
+// Draws happen one per statement, never two in one expression, whose order of evaluation
+// compilers may choose.
 class Random {
  public:
   explicit Random(u32 seed) : engine_(seed) {}
@@ -213,10 +221,13 @@ bool MakeSymbol(Random& random, ZXing::BarcodeFormat format, Symbol* symbol) {
       input = text = MatrixText(random, 5, 20);
       linear = false;
       break;
-    case BarcodeFormat::Code128:
-      input = text = random.Percent(40) ? RandomDigits(random, random.Int(6, 14))
-                                        : RandomText(random, kMixed, "-./", random.Int(4, 10));
+    case BarcodeFormat::Code128: {
+      const bool digitsOnly = random.Percent(40);
+      const int length = digitsOnly ? random.Int(6, 14) : random.Int(4, 10);
+      input = text =
+          digitsOnly ? RandomDigits(random, length) : RandomText(random, kMixed, "-./", length);
       break;
+    }
     case BarcodeFormat::Code39:
       input = text = RandomText(random, kUpperDigits, "-.", random.Int(3, 8));
       break;
@@ -251,7 +262,9 @@ bool MakeSymbol(Random& random, ZXing::BarcodeFormat format, Symbol* symbol) {
     case BarcodeFormat::Codabar: {
       const char* const guards = "ABCD";
       text = RandomText(random, kDigits, "-$:/.+", random.Int(4, 12));
-      input = guards[random.Int(0, 3)] + text + guards[random.Int(0, 3)];
+      const char start = guards[random.Int(0, 3)];
+      const char stop = guards[random.Int(0, 3)];
+      input = start + text + stop;
       break;
     }
     default:
@@ -343,10 +356,15 @@ bool FinishLayout(double cosine, double sine, double kx, double ky, Layout* layo
   g[2][2] = f[0][0] * f[1][1] - f[0][1] * f[1][0];
   const double norm = g[2][2];
   if (!(std::fabs(norm) > 1e-12)) return false;
+  // Bounds that keep every sum of DrawCode inside 63 bits: quarter-pixel offsets below 2^15,
+  // their coefficients below 2^46, the constant terms below 2^52.
+  const double extent =
+      std::max(std::max(-layout->minX, layout->maxX), std::max(-layout->minY, layout->maxY));
+  if (!(extent < 4000.0)) return false;
   for (int r = 0; r < 3; ++r) {
     for (int c = 0; c < 3; ++c) {
       const double value = g[r][c] / norm * (c < 2 ? 0.25 : 1.0) * kInverseScale;
-      if (!(std::fabs(value) < 4.0e17)) return false;
+      if (!(std::fabs(value) < (c < 2 ? 7.0e13 : 4.5e15))) return false;
       layout->inverse[r][c] = std::llround(value);
     }
   }
@@ -364,18 +382,27 @@ bool MakeLayout(Random& random, const Symbol& symbol, int width, int height, Lay
   double sine = 0.0;
   if (symbol.linear) {
     layout->quietCols = 12;
-    double cell = random.Real(2.0, 4.0);
+    // Code 39, Code 93 and Codabar fail in ZXing 1.4 at narrow bars of about two pixels.
+    const bool wideOnly = symbol.format == BarcodeFormat::Code39 ||
+                          symbol.format == BarcodeFormat::Code93 ||
+                          symbol.format == BarcodeFormat::Codabar;
+    const double minCell = wideOnly ? 2.4 : 2.0;
+    double cell = random.Real(minCell, 4.0);
     const double maxCell = maxLength / (symbol.cols + 2.0 * layout->quietCols);
     if (cell > maxCell) cell = maxCell;
-    if (cell < 2.0) return false;
+    if (cell < minCell) return false;
     layout->cell = cell;
     const double barWidth = cell * symbol.cols;
     const double barHeight = std::max(60.0, std::min(barWidth * random.Real(0.2, 0.9), 220.0));
     layout->symbolRows = static_cast<int>(std::ceil(barHeight / cell));
-    // A horizontal scan line must cross every bar: tan(tilt) below height / length.
+    // A horizontal scan line must cross every bar: tan(tilt) below height / length. A tilt
+    // that shifts the bars by a pixel or more over their height puts their edges at every
+    // phase of the pixel grid on some row; the reader needs that at two pixels a bar.
     const double maxTan =
         std::min(0.84, 0.75 * layout->symbolRows / static_cast<double>(layout->symbolCols));
-    const double tangent = random.Real(-maxTan, maxTan);
+    const double minTan = std::min(maxTan, 1.5 / (cell * layout->symbolRows));
+    const double magnitude = random.Real(minTan, maxTan);
+    const double tangent = random.Percent(50) ? magnitude : -magnitude;
     cosine = 1.0 / std::sqrt(1.0 + tangent * tangent);
     sine = tangent * cosine;
     // Tall enough quiet zone that such a line stays on the card across the side quiet zones.
@@ -385,20 +412,26 @@ bool MakeLayout(Random& random, const Symbol& symbol, int width, int height, Lay
     const bool qr = symbol.format == BarcodeFormat::QRCode;
     layout->quietCols = layout->quietRows = (qr ? 4 : 3) + random.Int(0, 1);
     layout->symbolRows = symbol.rows;
-    // ZXing 1.4 finds Aztec only upright (within about 8 degrees) and with modules of 5
-    // pixels or more, PDF417 within about 10 degrees of upright and rectangular Data
-    // Matrix within about 27 degrees; those stay near a quarter turn.
+    // ZXing 1.4 finds Aztec surely only within a few degrees of upright and with modules
+    // of 5 pixels or more, PDF417 within about 6 degrees of upright, rectangular Data
+    // Matrix only while the tilt stays below its diagonal's, and small QR codes more
+    // surely from 3.6 pixels a module; the first three stay near a quarter turn.
     const bool aztec = symbol.format == BarcodeFormat::Aztec;
     const bool pdf = symbol.format == BarcodeFormat::PDF417;
     const bool oblong = symbol.format == BarcodeFormat::DataMatrix && symbol.cols != symbol.rows;
-    double cell = aztec ? random.Real(5.0, 6.0) : random.Real(3.0, pdf ? 4.0 : 6.0);
+    const double minCell = aztec ? 5.0 : (qr ? 3.6 : 3.0);
+    double cell = random.Real(minCell, pdf ? 4.0 : 6.0);
     const double longest = std::max(symbol.cols, symbol.rows) + 2.0 * layout->quietCols;
     const double limit = (pdf ? maxLength : maxSide) / longest;
     if (cell > limit) cell = limit;
-    if (cell < (aztec ? 5.0 : 3.0)) return false;
+    if (cell < minCell) return false;
     layout->cell = cell;
     if (aztec || pdf || oblong) {
-      const double maxTan = aztec ? 0.0875 : (pdf ? 0.1405 : 0.4663);  // 5, 8, 25 degrees
+      // 3 degrees, 5 degrees, and three quarters of the short to long side ratio.
+      const double maxTan = aztec ? 0.0524
+                                  : (pdf ? 0.0875
+                                         : 0.75 * std::min(symbol.cols, symbol.rows) /
+                                               std::max(symbol.cols, symbol.rows));
       const double tangent = random.Real(-maxTan, maxTan);
       cosine = 1.0 / std::sqrt(1.0 + tangent * tangent);
       sine = tangent * cosine;
@@ -420,7 +453,11 @@ bool MakeLayout(Random& random, const Symbol& symbol, int width, int height, Lay
 
   double kx = 0.0;
   double ky = 0.0;
-  if (random.Percent(40)) {
+  // Neither the Aztec reader nor that of QR codes without an alignment pattern (version 1)
+  // models perspective.
+  const bool flat = symbol.format == BarcodeFormat::Aztec ||
+                    (symbol.format == BarcodeFormat::QRCode && symbol.rows < 25);
+  if (!flat && random.Percent(40)) {
     const double strength = random.Real(0.03, symbol.linear ? 0.08 : 0.12);
     const double t = random.Real(-1.0, 1.0);
     const double dx = (1.0 - t * t) / (1.0 + t * t);
@@ -433,9 +470,14 @@ bool MakeLayout(Random& random, const Symbol& symbol, int width, int height, Lay
   }
   layout->ink = random.Int(8, 70);
   layout->paper = random.Int(195, 250);
+  // Blur costs Aztec most: one light pass only, and more rarely.
   const int blur = random.Int(0, 99);
   const double strongBlurCell = symbol.linear ? 3.2 : 4.0;
-  layout->blurPasses = blur < 30 ? 1 : (blur < 42 && layout->cell >= strongBlurCell ? 2 : 0);
+  if (symbol.format == BarcodeFormat::Aztec) {
+    layout->blurPasses = blur < 15 ? 1 : 0;
+  } else {
+    layout->blurPasses = blur < 30 ? 1 : (blur < 42 && layout->cell >= strongBlurCell ? 2 : 0);
+  }
   return FinishLayout(cosine, sine, kx, ky, layout);
 }
 
@@ -601,7 +643,8 @@ void DrawBackground(Random& random, int width, int height, unsigned char* frame)
     const int ay = random.Int(0, height - 1);
     const int bx = std::min(std::max(ax + random.Int(-200, 200), 0), width - 1);
     const int by = std::min(std::max(ay + random.Int(-200, 200), 0), height - 1);
-    const int delta = random.Int(10, 35) * (random.Percent(50) ? 1 : -1);
+    const int strength = random.Int(10, 35);
+    const int delta = random.Percent(50) ? strength : -strength;
     AddToSegment(frame, width, height, ax, ay, bx, by, random.Int(1, 3), delta);
   }
 }
@@ -725,8 +768,9 @@ void ApplyLightAndNoise(Random& random, int width, int height, unsigned char* fr
   const int spotY = random.Int(0, height - 1);
   const int spotRadius =
       random.Int(std::max(1, std::min(width, height) / 3), std::max(1, std::max(width, height)));
-  const int sigma16 = random.Int(24, 96);  // noise deviation in 1/16 grey levels
-  NoiseSource noise(random.Next() | (static_cast<u64>(random.Next()) << 32));
+  const int sigma16 = random.Int(16, 64);  // noise deviation in 1/16 grey levels
+  const u64 noiseLow = random.Next();
+  NoiseSource noise(noiseLow | (static_cast<u64>(random.Next()) << 32));
 
   const i64 radius2 = static_cast<i64>(spotRadius) * spotRadius;
   const i64 spotScale = (static_cast<i64>(spot) << 32) / radius2;
@@ -793,7 +837,7 @@ bool RenderSyntheticCodeFrame(int index, int width, int height, std::vector<unsi
     layout.quietCols = layout.quietRows = 4;
     layout.cardCols = symbol.cols + 8;
     layout.cardRows = symbol.rows + 8;
-    layout.cell = 3.0;
+    layout.cell = 4.0;
     layout.ink = 30;
     layout.paper = 230;
     if (!FinishLayout(1.0, 0.0, 0.0, 0.0, &layout)) return false;

@@ -1,9 +1,16 @@
 // Synthetic test frames for the barcode module: a deterministic renderer of grey
 // frames holding several codes of mixed symbologies, with their texts and corners
 // as ground truth. The symbols come from ZXing-cpp's writers; the placement, the
-// background, the lighting and the noise are drawn here from a generator seeded by
+// background, the lighting and the noise are drawn here from generators seeded by
 // the frame index, with integer arithmetic wherever a pixel value depends on it, so
-// that a frame is the same on every platform.
+// that frames agree across platforms (for one ZXing version).
+//
+// Every code sits on its own light card (symbol plus quiet zone), fully inside the
+// frame and at least 24 pixels from any other card, and is drawn so that ZXing-cpp
+// 1.4 reads it from a crop around its card. Its limits shape the frames: 2D codes
+// turn freely, except that Aztec, PDF417 and rectangular Data Matrix stay near a
+// quarter turn (within 3, 5 and 10 to 20 degrees); 1D codes tilt up to about 40
+// degrees from a quarter turn where their height lets a scan line cross all bars.
 //
 // The renderer keeps no state and may run on several threads at once; the caller
 // owns the output vectors.
