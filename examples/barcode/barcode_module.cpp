@@ -70,14 +70,7 @@ class BarcodeResultItem : public capture::ModuleItem {
     Json::Value item;
     item["format"] = code_.format;
     item["text"] = code_.text;
-    Json::Value quad(Json::arrayValue);
-    for (const Point& p : code_.quad.points) {
-      Json::Value point(Json::arrayValue);
-      point.append(p.x);
-      point.append(p.y);
-      quad.append(point);
-    }
-    item["quad"] = quad;
+    item["quad"] = capture::QuadToJson(code_.quad);
     return item;
   }
   BarcodeItem& code() { return code_; }

@@ -37,6 +37,18 @@ class ModuleItem : public norvane::basic_structures::TXPItemBase {
   virtual Json::Value ToJson() const = 0;
 };
 
+// A quadrilateral as JSON: [[x, y] x4].
+inline Json::Value QuadToJson(const norvane::basic_structures::CQuadrilateral& quad) {
+  Json::Value points(Json::arrayValue);
+  for (const auto& p : quad.points) {
+    Json::Value point(Json::arrayValue);
+    point.append(p.x);
+    point.append(p.y);
+    points.append(point);
+  }
+  return points;
+}
+
 // The ground truth of one thing drawn into a synthetic frame.
 struct TruthItem {
   double corners[4][2];  // x, y in pixel-edge coordinates

@@ -458,14 +458,7 @@ class LabelResultItem : public capture::ModuleItem {
   std::string Text() const override { return std::string(); }
   Json::Value ToJson() const override {
     Json::Value entry;
-    Json::Value quad(Json::arrayValue);
-    for (const Point& p : label_.quad.points) {
-      Json::Value point(Json::arrayValue);
-      point.append(p.x);
-      point.append(p.y);
-      quad.append(point);
-    }
-    entry["quad"] = quad;
+    entry["quad"] = capture::QuadToJson(label_.quad);
     entry["area"] = label_.area;
     entry["angle"] = label_.angle;
     entry["darkness"] = label_.darkness;
