@@ -7,6 +7,7 @@
 // "whole" read, skips candidates where "whole" read a code already, and decodes the
 // others rectified, enlarged and inverted (code_reader.h). Duplicates of one code are
 // dropped when the frame's items are made.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -116,10 +117,35 @@ class BarcodeTask : public TQ_TaskObjectBase {
   virtual ErrorCode Run(TQTaskOutput* output, TQRegionObject* region,
                         TQSourceImageObject* source) = 0;
 
-  // Adds a region of `quad` in the image of `parent` to the output; false when the
-  // quadrilateral is not convex.
-  bool AddRegion(TQTaskOutput* output, TQRegionObject* parent, const CQuadrilateral& quad,
+  // Adds a region of `quad` in the image of `parent` to the output. The decoder's
+  // corners are not always a convex quadrilateral: a code read on one scan line has
+  // no area, and a PDF417 read may come back with corners at the origin. Such a
+  // finding keeps the box around its corners, grown by a pixel.
+  void AddRegion(TQTaskOutput* output, TQRegionObject* parent, const CQuadrilateral& quad,
                  const Code* read) {
+    if (!AddRegionAt(output, parent, quad, read))
+      AddRegionAt(output, parent, BoxAround(quad), read);
+  }
+
+ private:
+  static CQuadrilateral BoxAround(const CQuadrilateral& quad) {
+    int left = quad.points[0].x, right = left, top = quad.points[0].y, bottom = top;
+    for (const Point& p : quad.points) {
+      left = std::min(left, p.x);
+      right = std::max(right, p.x);
+      top = std::min(top, p.y);
+      bottom = std::max(bottom, p.y);
+    }
+    CQuadrilateral box;
+    box.points[0] = Point(left - 1, top - 1);
+    box.points[1] = Point(right + 1, top - 1);
+    box.points[2] = Point(right + 1, bottom + 1);
+    box.points[3] = Point(left - 1, bottom + 1);
+    return box;
+  }
+
+  bool AddRegionAt(TQTaskOutput* output, TQRegionObject* parent, const CQuadrilateral& quad,
+                   const Code* read) {
     TQRef<TQRegionObject> region(new TQRegionObject(kCodeRegionType, parent->GetRegionImage()));
     region->SetSourceImageObject(parent->GetSourceImageObject());
     TQRef<TQRegionObject> reference(parent->GetReferenceRegion().IsNull()
@@ -152,24 +178,10 @@ class WholeTask : public BarcodeTask {
         y += p.y;
       }
       centres += std::to_string(x / 4) + " " + std::to_string(y / 4) + ";";
-      // A code read on a single scan line has no area: it keeps a thin box around it.
-      if (!AddRegion(output, whole, code.quad, &code))
-        AddRegion(output, whole, Thicken(code.quad), &code);
+      AddRegion(output, whole, code.quad, &code);
     }
     whole->GetModuleMap()[kKeyWholeCentres] = centres;
     return 0;
-  }
-
- private:
-  static CQuadrilateral Thicken(const CQuadrilateral& line) {
-    CQuadrilateral quad;
-    const Point& a = line.points[0];
-    const Point& b = line.points[1];
-    quad.points[0] = Point(a.x - 1, a.y - 1);
-    quad.points[1] = Point(b.x + 1, b.y - 1);
-    quad.points[2] = Point(b.x + 1, b.y + 1);
-    quad.points[3] = Point(a.x - 1, a.y + 1);
-    return quad;
   }
 };
 

@@ -7,7 +7,8 @@
 //    the scan stops at its first finding and never compares. Matrix codes return
 //    from operator== before the assertion and are read several at a time.
 //  - Several linear codes of one image are therefore found through the candidate
-//    regions, one per region, not by the whole-image attempt.
+//    regions, one per region, not by the whole-image attempt. A region is read with
+//    all symbologies at once and stops at its first symbol, for the same reason.
 #include "code_reader.h"
 
 #define ZX_USE_UTF8
@@ -42,28 +43,57 @@ cv::Mat WrapGrey(const GreyView& image) {
                  static_cast<size_t>(image.stride));
 }
 
-// One decoding pass over a grey matrix: matrix codes, then at most one linear code
-// (see the hazards above). `base` carries the binariser and the pure flag.
-std::vector<Code> DecodeOnce(const cv::Mat& grey, ZXing::DecodeHints base) {
+ZXing::ImageView ViewOf(const cv::Mat& grey) {
+  return ZXing::ImageView(grey.data, grey.cols, grey.rows, ZXing::ImageFormat::Lum,
+                          static_cast<int>(grey.step[0]));
+}
+
+void AddValid(const ZXing::Result& result, std::vector<Code>* codes) {
+  if (!result.isValid()) return;
+  Code code;
+  code.format = ZXing::ToString(result.format());
+  code.text = result.text();
+  const ZXing::Position& position = result.position();
+  for (int c = 0; c < 4; ++c) code.quad.points[c] = Point(position[c].x, position[c].y);
+  codes->push_back(code);
+}
+
+// The whole image: every matrix code, then at most one linear code (see the
+// hazards above), both with the decoder's try-harder defaults.
+std::vector<Code> DecodeAll(const cv::Mat& grey) {
   std::vector<Code> codes;
-  const ZXing::ImageView view(grey.data, grey.cols, grey.rows, ZXing::ImageFormat::Lum,
-                              static_cast<int>(grey.step[0]));
-  auto add = [&codes](const ZXing::Result& result) {
-    if (!result.isValid()) return;
-    Code code;
-    code.format = ZXing::ToString(result.format());
-    code.text = result.text();
-    const ZXing::Position& position = result.position();
-    for (int c = 0; c < 4; ++c) code.quad.points[c] = Point(position[c].x, position[c].y);
-    codes.push_back(code);
-  };
-  ZXing::DecodeHints matrix = base;
+  const ZXing::ImageView view = ViewOf(grey);
+  ZXing::DecodeHints matrix;
   matrix.setFormats(ZXing::BarcodeFormat::MatrixCodes);
-  for (const ZXing::Result& result : ZXing::ReadBarcodes(view, matrix)) add(result);
-  ZXing::DecodeHints linear = base;
+  for (const ZXing::Result& result : ZXing::ReadBarcodes(view, matrix)) AddValid(result, &codes);
+  ZXing::DecodeHints linear;
   linear.setFormats(ZXing::BarcodeFormat::LinearCodes).setMinLineCount(1).setMaxNumberOfSymbols(1);
-  add(ZXing::ReadBarcode(view, linear));
+  AddValid(ZXing::ReadBarcode(view, linear), &codes);
   return codes;
+}
+
+// One region: the first symbol of any symbology. One binarisation serves all
+// readers, and the scan stops at the first finding.
+std::vector<Code> DecodeFirst(const cv::Mat& grey) {
+  std::vector<Code> codes;
+  ZXing::DecodeHints hints;
+  hints.setMinLineCount(1).setMaxNumberOfSymbols(1);
+  AddValid(ZXing::ReadBarcode(ViewOf(grey), hints), &codes);
+  return codes;
+}
+
+// Whether a rectified candidate looks like a light code on dark ground: its margin,
+// where the quiet zone should be, darker than what it surrounds.
+bool DarkMargin(const cv::Mat& rectified) {
+  const int mx = std::max(1, static_cast<int>(rectified.cols * kCandidateMargin / 2));
+  const int my = std::max(1, static_cast<int>(rectified.rows * kCandidateMargin / 2));
+  const cv::Rect inner(mx, my, rectified.cols - 2 * mx, rectified.rows - 2 * my);
+  if (inner.width <= 0 || inner.height <= 0) return false;
+  const double innerArea = static_cast<double>(inner.area());
+  const double totalArea = static_cast<double>(rectified.total());
+  const double innerSum = cv::sum(rectified(inner))[0];
+  const double marginMean = (cv::sum(rectified)[0] - innerSum) / (totalArea - innerArea);
+  return marginMean < innerSum / innerArea;
 }
 
 // Maps the corners of codes read in a warped image back through `toImage`.
@@ -81,7 +111,7 @@ double Distance(const cv::Point2f& a, const cv::Point2f& b) {
 
 std::vector<Code> DecodeWholeImage(const GreyView& image) {
   if (image.data == nullptr || image.width <= 0 || image.height <= 0) return {};
-  std::vector<Code> codes = DecodeOnce(WrapGrey(image), ZXing::DecodeHints());
+  std::vector<Code> codes = DecodeAll(WrapGrey(image));
   for (Code& code : codes) NormaliseText(&code);
   return codes;
 }
@@ -174,11 +204,15 @@ bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const St
   ResetTransformMatrix(toImage);
   InvertTransformMatrix(toRectified, toImage);
 
-  // The first attempt as the image is, then light codes on dark ground.
+  // The first attempt as the image is, then inverted where the code looks light on
+  // dark ground.
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (stop && stop()) return false;
-    if (attempt == 1) cv::bitwise_not(rectified, rectified);
-    std::vector<Code> found = DecodeOnce(rectified, ZXing::DecodeHints());
+    if (attempt == 1) {
+      if (!DarkMargin(rectified)) break;
+      cv::bitwise_not(rectified, rectified);
+    }
+    std::vector<Code> found = DecodeFirst(rectified);
     if (found.empty()) continue;
     MapBack(toImage, &found);
     for (Code& code : found) {
