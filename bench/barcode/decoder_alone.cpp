@@ -162,12 +162,9 @@ int main(int argc, char** argv) {
     return Fail("not a directory: " + root);
   const auto start = std::chrono::steady_clock::now();
 
-  std::vector<std::string> files;
-  norvane::TQRef<norvane::TQVector<std::string>> all = norvane::GetAllFiles(root, true, nullptr);
-  for (size_t i = 0; i < all->size(); ++i) {
-    if (capture::IsSupportedImageFile((*all)[i])) files.push_back((*all)[i]);
-  }
-  std::sort(files.begin(), files.end());
+  const capture::ImageFileList list = capture::ListImageFiles(root);
+  const std::vector<std::string>& files = list.files;
+  for (const std::string& skipped : list.skipped) Fail("skipped " + skipped);
   if (files.empty()) return Fail("no image files in " + root);
 
   capture::FolderScore score;
@@ -175,8 +172,10 @@ int main(int argc, char** argv) {
   for (size_t i = 0; i < files.size(); ++i) {
     const std::string& path = files[i];
     const std::string folder = capture::FolderOf(root, path);
-    std::string error;
-    std::unique_ptr<CImageData> image(capture::ReadImageFile(path, static_cast<int>(i), &error));
+    capture::ImageFile file =
+        capture::ReadImageFile(path, static_cast<int>(i), capture::kDefaultMaxPixels);
+    std::unique_ptr<CImageData> image(file.image);
+    std::string error = file.error;
     if (image != nullptr &&
         image->GetImagePixelFormat() != norvane::basic_structures::IPF_GRAYSCALE) {
       image.reset(TQ_ConvertToGrayscale(image.get()));

@@ -1,12 +1,17 @@
 #include "image_io.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <webp/decode.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include "norvane/basic_structures/pixel_conversion.h"
@@ -59,8 +64,8 @@ namespace {
 using norvane::basic_structures::CFileImageTag;
 using norvane::basic_structures::CImageData;
 
-// WebP files above this size are refused rather than read into memory.
-constexpr std::streamoff kMaxWebpFileBytes = 256 << 20;
+// Files above this size are refused rather than read into memory.
+constexpr off_t kMaxFileBytes = 256 << 20;
 
 void FreeStbBytes(const unsigned char* bytes) {
   stbi_image_free(const_cast<unsigned char*>(bytes));
@@ -78,48 +83,131 @@ std::string LowerExtension(const std::string& path) {
   return ext;
 }
 
-// The whole file is read first; libwebp decodes from memory.
-CImageData* ReadWebpFile(const std::string& path, int imageId, std::string* error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    *error = "cannot open file";
-    return nullptr;
-  }
-  in.seekg(0, std::ios::end);
-  const std::streamoff size = in.tellg();
-  if (size <= 0 || size > kMaxWebpFileBytes) {
-    *error = size <= 0 ? "empty or unreadable file" : "file too large";
-    return nullptr;
-  }
-  std::vector<uint8_t> data(static_cast<size_t>(size));
-  in.seekg(0, std::ios::beg);
-  if (!in.read(reinterpret_cast<char*>(data.data()), size) || in.gcount() != size) {
-    *error = "cannot read file";
-    return nullptr;
-  }
+ImageFile Unreadable(const std::string& reason) {
+  ImageFile file;
+  file.error = reason;
+  return file;
+}
+
+ImageFile Refused(int w, int h, unsigned long long maxPixels) {
+  ImageFile file;
+  file.refused = true;
+  file.error = std::to_string(w) + "x" + std::to_string(h) + " pixels, above the limit of " +
+               std::to_string(maxPixels);
+  return file;
+}
+
+CImageData* NewImage(const std::string& path, int imageId, unsigned char* bytes,
+                     void (*release)(const unsigned char*), int w, int h, int channels) {
+  CFileImageTag tag(path.c_str(), 0, 1);
+  tag.SetImageId(imageId);
+  const int stride = w * channels;
+  return new CImageData(static_cast<unsigned long long>(stride) * h, bytes, release, w, h, stride,
+                        channels == 1 ? norvane::basic_structures::IPF_GRAYSCALE
+                                      : norvane::basic_structures::IPF_BGR_888,  // memory R, G, B
+                        0, &tag);
+}
+
+bool IsWebp(const unsigned char* data, size_t size) {
+  return size >= 12 && std::memcmp(data, "RIFF", 4) == 0 && std::memcmp(data + 8, "WEBP", 4) == 0;
+}
+
+ImageFile DecodeWebp(const unsigned char* data, size_t size, const std::string& path, int imageId,
+                     unsigned long long maxPixels) {
   int w = 0, h = 0;
-  if (WebPGetInfo(data.data(), data.size(), &w, &h) == 0 || w <= 0 || h <= 0) {
-    *error = "not a WebP image";
-    return nullptr;
-  }
+  if (WebPGetInfo(data, size, &w, &h) == 0 || w <= 0 || h <= 0) return Unreadable("bad WebP");
+  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
+    return Refused(w, h, maxPixels);
   const size_t stride = static_cast<size_t>(w) * 3;
   const size_t length = stride * static_cast<size_t>(h);
   unsigned char* bytes = static_cast<unsigned char*>(std::malloc(length));
-  if (bytes == nullptr) {
-    *error = "out of memory";
-    return nullptr;
-  }
-  if (WebPDecodeRGBInto(data.data(), data.size(), bytes, length, static_cast<int>(stride)) ==
-      nullptr) {
+  if (bytes == nullptr) return Unreadable("out of memory");
+  if (WebPDecodeRGBInto(data, size, bytes, length, static_cast<int>(stride)) == nullptr) {
     std::free(bytes);
-    *error = "cannot decode WebP";
-    return nullptr;
+    return Unreadable("cannot decode WebP");
   }
-  CFileImageTag tag(path.c_str(), 0, 1);
-  tag.SetImageId(imageId);
-  return new CImageData(length, bytes, &FreeWebpBytes, w, h, static_cast<int>(stride),
-                        norvane::basic_structures::IPF_BGR_888,  // memory R, G, B
-                        0, &tag);
+  ImageFile file;
+  file.image = NewImage(path, imageId, bytes, &FreeWebpBytes, w, h, 3);
+  return file;
+}
+
+// The pixel bytes a binary PGM or PPM header announces, and where they start; false
+// for anything else. stb_image reads a short file's missing pixels as whatever its
+// buffer held, so the length is checked here.
+bool PnmPixelBytes(const unsigned char* data, size_t size, size_t* start,
+                   unsigned long long* bytes) {
+  if (size < 2 || data[0] != 'P' || (data[1] != '5' && data[1] != '6')) return false;
+  size_t at = 2;
+  unsigned long long values[3] = {0, 0, 0};
+  for (unsigned long long& value : values) {
+    while (at < size && (std::isspace(data[at]) || data[at] == '#')) {
+      if (data[at] == '#') {
+        while (at < size && data[at] != '\n') ++at;
+      } else {
+        ++at;
+      }
+    }
+    if (at >= size || !std::isdigit(data[at])) return false;
+    while (at < size && std::isdigit(data[at]) && value < (1ull << 32)) {
+      value = value * 10 + static_cast<unsigned>(data[at++] - '0');
+    }
+  }
+  if (at >= size || !std::isspace(data[at])) return false;
+  *start = at + 1;
+  *bytes = values[0] * values[1] * (data[1] == '6' ? 3 : 1) * (values[2] > 255 ? 2 : 1);
+  return true;
+}
+
+ImageFile DecodeWithStb(const unsigned char* data, size_t size, const std::string& path,
+                        int imageId, unsigned long long maxPixels) {
+  if (size > static_cast<size_t>(kMaxFileBytes)) return Unreadable("too large");
+  const int length = static_cast<int>(size);
+  int w = 0, h = 0, channels = 0;
+  if (stbi_info_from_memory(data, length, &w, &h, &channels) == 0 || w <= 0 || h <= 0) {
+    return Unreadable(stbi_failure_reason() != nullptr ? stbi_failure_reason() : "unknown format");
+  }
+  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
+    return Refused(w, h, maxPixels);
+  size_t start = 0;
+  unsigned long long pixelBytes = 0;
+  if (PnmPixelBytes(data, size, &start, &pixelBytes) && size - start < pixelBytes)
+    return Unreadable("truncated file: " + std::to_string(size - start) + " of " +
+                      std::to_string(pixelBytes) + " pixel bytes");
+  const int wanted = channels <= 2 ? 1 : 3;  // grey (alpha dropped) or colour
+  unsigned char* bytes = stbi_load_from_memory(data, length, &w, &h, &channels, wanted);
+  if (bytes == nullptr)
+    return Unreadable(stbi_failure_reason() != nullptr ? stbi_failure_reason() : "cannot decode");
+  ImageFile file;
+  file.image = NewImage(path, imageId, bytes, &FreeStbBytes, w, h, wanted);
+  return file;
+}
+
+namespace fs = std::filesystem;
+
+void ListBelow(const fs::path& dir, ImageFileList* list) {
+  std::error_code error;
+  fs::directory_iterator entry(dir, error);
+  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    const fs::path& path = entry->path();
+    std::error_code ignored;
+    const fs::file_status own = entry->symlink_status(ignored);
+    if (fs::is_directory(own)) {
+      ListBelow(path, list);
+      continue;
+    }
+    const fs::file_status target = fs::status(path, ignored);
+    if (fs::is_symlink(own) && fs::is_directory(target)) {
+      list->skipped.push_back(path.string() + ": symbolic link to a directory, not followed");
+    } else if (IsSupportedImageFile(path.string())) {
+      if (fs::is_regular_file(target)) {
+        list->files.push_back(path.string());
+      } else {
+        list->skipped.push_back(path.string() + (fs::exists(target) ? ": not a regular file"
+                                                                    : ": broken symbolic link"));
+      }
+    }
+  }
+  if (error) list->skipped.push_back(dir.string() + ": cannot read directory: " + error.message());
 }
 
 void PutPixel(std::vector<unsigned char>& rgb, int w, int h, int x, int y, const LogPicture& pic) {
@@ -160,27 +248,48 @@ bool IsSupportedImageFile(const std::string& path) {
   return ext == "png" || ext == "jpg" || ext == "jpeg" || ext == "pgm" || ext == "webp";
 }
 
-CImageData* ReadImageFile(const std::string& path, int imageId, std::string* error) {
-  if (LowerExtension(path) == "webp") return ReadWebpFile(path, imageId, error);
-  int w = 0, h = 0, channels = 0;
-  if (stbi_info(path.c_str(), &w, &h, &channels) == 0) {
-    *error = stbi_failure_reason() != nullptr ? stbi_failure_reason() : "unknown format";
-    return nullptr;
+ImageFileList ListImageFiles(const std::string& root) {
+  ImageFileList list;
+  ListBelow(fs::path(root), &list);
+  std::sort(list.files.begin(), list.files.end());
+  std::sort(list.skipped.begin(), list.skipped.end());
+  return list;
+}
+
+ImageFile DecodeImage(const unsigned char* data, size_t size, const std::string& path, int imageId,
+                      unsigned long long maxPixels) {
+  if (data == nullptr || size == 0) return Unreadable("empty file");
+  if (IsWebp(data, size)) return DecodeWebp(data, size, path, imageId, maxPixels);
+  return DecodeWithStb(data, size, path, imageId, maxPixels);
+}
+
+ImageFile ReadImageFile(const std::string& path, int imageId, unsigned long long maxPixels) {
+  // Non-blocking, so that a FIFO does not wait for a writer before fstat turns it away.
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return Unreadable(std::strerror(errno));
+  struct stat info;
+  std::string error;
+  std::vector<unsigned char> data;
+  if (fstat(fd, &info) != 0) {
+    error = std::strerror(errno);
+  } else if (!S_ISREG(info.st_mode)) {
+    error = "not a regular file";
+  } else if (info.st_size > kMaxFileBytes) {
+    error = "file larger than " + std::to_string(kMaxFileBytes >> 20) + " MiB";
+  } else {
+    data.resize(static_cast<size_t>(info.st_size));
+    size_t got = 0;
+    while (got < data.size()) {
+      const ssize_t n = read(fd, data.data() + got, data.size() - got);
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) break;
+      got += static_cast<size_t>(n);
+    }
+    data.resize(got);
   }
-  const int wanted = channels <= 2 ? 1 : 3;  // grey (alpha dropped) or colour
-  unsigned char* bytes = stbi_load(path.c_str(), &w, &h, &channels, wanted);
-  if (bytes == nullptr) {
-    *error = stbi_failure_reason() != nullptr ? stbi_failure_reason() : "cannot decode";
-    return nullptr;
-  }
-  CFileImageTag tag(path.c_str(), 0, 1);
-  tag.SetImageId(imageId);
-  const int stride = w * wanted;
-  return new CImageData(static_cast<unsigned long long>(stride) * h, bytes, &FreeStbBytes, w, h,
-                        stride,
-                        wanted == 1 ? norvane::basic_structures::IPF_GRAYSCALE
-                                    : norvane::basic_structures::IPF_BGR_888,  // memory R, G, B
-                        0, &tag);
+  close(fd);
+  if (!error.empty()) return Unreadable(error);
+  return DecodeImage(data.data(), data.size(), path, imageId, maxPixels);
 }
 
 bool WriteLogPicturePng(const void* data, const char* path) {

@@ -54,6 +54,8 @@ const char kUsage[] =
     "                         against the text in NAME.txt beside each (default: 24\n"
     "                         synthetic 1280x720 frames, scored against their ground truth)\n"
     "  --by-folder            with --input, a table of files read per folder\n"
+    "  --max-pixels N         with --input, refuse images above N pixels before decoding\n"
+    "                         them (1..2147483647, default 67108864)\n"
     "  --frames N             number of synthetic frames (1..100000, default 24); up to\n"
     "                         1 GiB of them are drawn before the run's clock starts\n"
     "  --workers N            task worker threads (1..64, default 2)\n"
@@ -74,6 +76,7 @@ struct Options {
   bool byFolder = false;
   std::string input;
   int frames = 24;
+  int maxPixels = static_cast<int>(kDefaultMaxPixels);
   bool json = false;
   std::string logDir;
   std::string logConfig;
@@ -104,6 +107,7 @@ int ParseOptions(int argc, char** argv, Options* options) {
   };
   const IntOption ints[] = {
       {"--frames", &options->frames, 1, 100000},
+      {"--max-pixels", &options->maxPixels, 1, 2147483647L},
       {"--workers", &options->pipeline.workers, 1, 64},
       {"--timeout-ticks", &options->pipeline.timeoutTicks, 0, 2147483647L},
       {"--tick-ms", &options->pipeline.tickMs, 1, 10000},
@@ -200,32 +204,37 @@ class SyntheticProducer : public FrameProducer {
   int offered_ = 0;
 };
 
-// The image files of a directory tree; unreadable ones are reported and skipped.
+// The image files of a directory tree; unreadable and refused ones are reported and
+// counted.
 class FileProducer : public FrameProducer {
  public:
-  explicit FileProducer(std::vector<std::string> files) : files_(std::move(files)) {}
+  FileProducer(std::vector<std::string> files, unsigned long long maxPixels)
+      : files_(std::move(files)), maxPixels_(maxPixels) {}
   void Produce(const Offer& offer) override {
     for (size_t i = 0; i < files_.size(); ++i) {
-      std::string error;
-      CImageData* image = ReadImageFile(files_[i], static_cast<int>(i), &error);
-      if (image == nullptr) {
-        std::fprintf(stderr, "%s: skipped unreadable file %s: %s\n", kProgram, files_[i].c_str(),
-                     error.c_str());
-        ++unreadable_;
+      const ImageFile file = ReadImageFile(files_[i], static_cast<int>(i), maxPixels_);
+      if (file.image == nullptr) {
+        std::fprintf(stderr, "%s: %s %s: %s\n", kProgram,
+                     file.refused ? "refused image" : "skipped unreadable file", files_[i].c_str(),
+                     file.error.c_str());
+        ++(file.refused ? refused_ : unreadable_);
         continue;
       }
-      offer(image);
+      offer(file.image);
       ++offered_;
     }
   }
   int Offered() const override { return offered_; }
   // Read after the producer thread was joined.
   int Unreadable() const { return unreadable_; }
+  int Refused() const { return refused_; }
 
  private:
   std::vector<std::string> files_;
+  unsigned long long maxPixels_;
   int offered_ = 0;
   int unreadable_ = 0;
+  int refused_ = 0;
 };
 
 Polygon ToPolygon(const CQuadrilateral& quad) {
@@ -292,7 +301,20 @@ Json::Value FrameToJson(const FrameResult& result, const CaptureModule& module, 
   return frame;
 }
 
-// Configures the log to write everything (mode 3, level 9) into `dir`.
+// Why `path` cannot serve as the log's INI file, or empty: it must be a regular
+// file of a sensible size (a FIFO would block the reader, /dev/zero never end).
+std::string CheckLogConfigFile(const std::string& path) {
+  constexpr off_t kMaxConfigBytes = 1 << 20;
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) return std::strerror(errno);
+  if (S_ISDIR(info.st_mode)) return "it is a directory";
+  if (!S_ISREG(info.st_mode)) return "not a regular file";
+  if (info.st_size > kMaxConfigBytes) return "larger than 1 MiB";
+  return std::string();
+}
+
+// Configures the log to write everything (mode 3, level 9) into `dir`, which has no
+// control characters: a line break would end the INI file's path line early.
 bool ConfigureLogDir(const std::string& dir) {
   std::string path;
   for (size_t at = 0; at != std::string::npos;) {
@@ -334,26 +356,31 @@ int Main(int argc, char** argv) {
   if (parsed != 0) return 2;
 
   // The input first: a wrong directory is the most likely mistake.
-  std::vector<std::string> files;
+  ImageFileList input;
   if (!options.input.empty()) {
     const int type = norvane::PathHelper::JudgePathType(options.input.c_str());
     if (type == norvane::PT_NOT_FOUND) return Fail("input directory not found: " + options.input);
     if (type != norvane::PT_DIRECTORY) return Fail("input is not a directory: " + options.input);
-    norvane::TQRef<norvane::TQVector<std::string>> all =
-        norvane::GetAllFiles(options.input, true, nullptr);
-    for (size_t i = 0; i < all->size(); ++i) {
-      if (IsSupportedImageFile((*all)[i])) files.push_back((*all)[i]);
-    }
-    std::sort(files.begin(), files.end());
-    if (files.empty()) return Fail("no PNG, JPEG, PGM or WebP files in " + options.input);
+    input = ListImageFiles(options.input);
+    for (const std::string& skipped : input.skipped) Fail("skipped " + skipped);
+    if (input.files.empty() && input.skipped.empty())
+      return Fail("no PNG, JPEG, PGM or WebP files in " + options.input);
   }
 
   if (!options.logConfig.empty()) {
+    const std::string problem = CheckLogConfigFile(options.logConfig);
+    if (!problem.empty())
+      return Fail("cannot use log configuration " + options.logConfig + ": " + problem);
     TQLog::m_instance.InitLog(options.logConfig.c_str());
     if (!TQLog::m_instance.IsInitialized())
       return Fail("cannot read log configuration " + options.logConfig);
-  } else if (!options.logDir.empty() && !ConfigureLogDir(options.logDir)) {
-    return Fail("cannot create log directory " + options.logDir + ": " + std::strerror(errno));
+  } else if (!options.logDir.empty()) {
+    if (std::any_of(options.logDir.begin(), options.logDir.end(),
+                    [](unsigned char c) { return c < 0x20 || c == 0x7f; })) {
+      return Fail("the log directory's name must not hold control characters such as a newline");
+    }
+    if (!ConfigureLogDir(options.logDir))
+      return Fail("cannot create log directory " + options.logDir + ": " + std::strerror(errno));
   }
 
   const ModuleName* known = nullptr;
@@ -378,17 +405,19 @@ int Main(int argc, char** argv) {
   std::unique_ptr<FrameProducer> producer;
   SyntheticProducer* synthetic = nullptr;
   FileProducer* fileProducer = nullptr;
-  if (files.empty()) {
+  if (options.input.empty()) {
     synthetic = new SyntheticProducer(module.get(), options.frames);
     producer.reset(synthetic);
   } else {
-    fileProducer = new FileProducer(files);
+    fileProducer =
+        new FileProducer(input.files, static_cast<unsigned long long>(options.maxPixels));
     producer.reset(fileProducer);
   }
 
   FILE* lines = options.json ? stderr : stdout;
   const bool progress = isatty(STDERR_FILENO) != 0;
-  const int expected = files.empty() ? options.frames : static_cast<int>(files.size());
+  const int expected =
+      options.input.empty() ? options.frames : static_cast<int>(input.files.size());
   const char* noun = module->ItemsNoun();
   norvane::basic_structures::JsonConverter converter;
   Json::Value allFrames(Json::arrayValue);
@@ -456,10 +485,13 @@ int Main(int argc, char** argv) {
 
   if (options.json) std::fputs(converter.GetStyledString(allFrames), stdout);
   const int unreadable = fileProducer != nullptr ? fileProducer->Unreadable() : 0;
+  const int refused = fileProducer != nullptr ? fileProducer->Refused() : 0;
+  const int skipped = static_cast<int>(input.skipped.size());
   std::fprintf(lines,
                "summary: frames %d, %s found %d, time-outs %d, task errors %d, unreadable "
-               "files %d, dropped %d, units %d, %d worker%s, %.2f s, %.1f frames/s\n",
-               totals.frames, noun, items, timeOuts, taskErrors, unreadable,
+               "files %d, refused %d, skipped %d, dropped %d, units %d, %d worker%s, %.2f s, "
+               "%.1f frames/s\n",
+               totals.frames, noun, items, timeOuts, taskErrors, unreadable, refused, skipped,
                totals.offered - totals.frames, totals.units, options.pipeline.workers,
                options.pipeline.workers == 1 ? "" : "s", totals.seconds,
                totals.seconds > 0 ? totals.frames / totals.seconds : 0.0);
@@ -488,10 +520,14 @@ int Main(int argc, char** argv) {
     if (options.byFolder) std::fputs(folders.Table().c_str(), lines);
     const FolderScore::Count total = folders.total();
     std::fprintf(lines, "ground truth: %d of %d files read\n", total.read,
-                 total.files + unreadable);
+                 total.files + unreadable + refused + skipped);
   }
   if (totals.semaphoreLeft != 0) {
     Fail("internal error: " + std::to_string(totals.semaphoreLeft) + " unit signals left over");
+    return 1;
+  }
+  if (fileProducer != nullptr && totals.offered == 0) {
+    Fail("no file could be read in " + options.input);
     return 1;
   }
   return 0;
