@@ -178,7 +178,7 @@ std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates) 
 
 bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const StopRequested& stop,
                      std::vector<Code>* codes) {
-  if (image.data == nullptr) return true;
+  if (image.data == nullptr || !TQ_Quad(candidate.points).IsConvex()) return true;
   Point clockwise[4];
   ConvertQuadrilateralToClockWisePoints(candidate, clockwise);
   cv::Point2f from[4];
