@@ -34,6 +34,9 @@ typedef basic_structures::TQPoint_<int> Point;
 constexpr int kSearchSide = 640;
 // Rectified candidates whose shorter side is below this are enlarged to it.
 constexpr int kMinDecodeSide = 160;
+// ... and none is larger than this on either side (OpenCV's warp takes at most
+// 32767).
+constexpr double kMaxDecodeSide = 4096;
 // How far a candidate is grown on each side, as a share of its size: the blob of
 // edges ends at the outer bars, and the decoder needs the quiet zone beyond them.
 constexpr double kCandidateMargin = 0.12;
@@ -107,18 +110,19 @@ double Distance(const cv::Point2f& a, const cv::Point2f& b) {
   return std::hypot(static_cast<double>(a.x - b.x), static_cast<double>(a.y - b.y));
 }
 
-}  // namespace
-
-std::vector<Code> DecodeWholeImage(const GreyView& image) {
-  if (image.data == nullptr || image.width <= 0 || image.height <= 0) return {};
-  std::vector<Code> codes = DecodeAll(WrapGrey(image));
-  for (Code& code : codes) NormaliseText(&code);
-  return codes;
+// OpenCV reports bad arguments, and both libraries a failed allocation, by
+// exceptions; they end here as "nothing found", never in a worker thread's task.
+template <typename Work>
+auto Guarded(Work work, decltype(work()) nothing) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const std::exception&) {
+    return nothing;
+  }
 }
 
-std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates) {
+std::vector<Candidate> FindCandidatesIn(const GreyView& image, int maxCandidates) {
   std::vector<Candidate> candidates;
-  if (image.data == nullptr || image.width < 8 || image.height < 8) return candidates;
   const cv::Mat grey = WrapGrey(image);
   const double scale =
       std::min(1.0, static_cast<double>(kSearchSide) / std::max(image.width, image.height));
@@ -176,9 +180,8 @@ std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates) 
   return candidates;
 }
 
-bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const StopRequested& stop,
-                     std::vector<Code>* codes) {
-  if (image.data == nullptr || !TQ_Quad(candidate.points).IsConvex()) return true;
+bool DecodeCandidateIn(const GreyView& image, const Candidate& candidate, const StopRequested& stop,
+                       std::vector<Code>* codes) {
   Point clockwise[4];
   ConvertQuadrilateralToClockWisePoints(candidate, clockwise);
   cv::Point2f from[4];
@@ -189,7 +192,8 @@ bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const St
   const cv::Mat grey = WrapGrey(image);
 
   // Small codes are enlarged: the decoder needs a few pixels per module.
-  const double scale = std::min(4.0, std::max(1.0, kMinDecodeSide / std::min(width, height)));
+  const double scale = std::min({4.0, std::max(1.0, kMinDecodeSide / std::min(width, height)),
+                                 kMaxDecodeSide / std::max(width, height)});
   const cv::Size size(static_cast<int>(width * scale), static_cast<int>(height * scale));
   const cv::Point2f to[4] = {{0, 0},
                              {static_cast<float>(size.width), 0},
@@ -222,6 +226,30 @@ bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const St
     break;
   }
   return true;
+}
+
+}  // namespace
+
+std::vector<Code> DecodeWholeImage(const GreyView& image) {
+  if (image.data == nullptr || image.width <= 0 || image.height <= 0) return {};
+  std::vector<Code> codes = Guarded([&] { return DecodeAll(WrapGrey(image)); }, {});
+  for (Code& code : codes) NormaliseText(&code);
+  return codes;
+}
+
+std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates) {
+  if (image.data == nullptr || image.width < 8 || image.height < 8) return {};
+  return Guarded([&] { return FindCandidatesIn(image, maxCandidates); }, {});
+}
+
+bool DecodeCandidate(const GreyView& image, const Candidate& candidate, const StopRequested& stop,
+                     std::vector<Code>* codes) {
+  if (image.data == nullptr || !TQ_Quad(candidate.points).IsConvex()) return true;
+  std::vector<Code> found;
+  const bool done =
+      Guarded([&] { return DecodeCandidateIn(image, candidate, stop, &found); }, true);
+  codes->insert(codes->end(), found.begin(), found.end());
+  return done;
 }
 
 CQuadrilateral FitToCandidate(const CQuadrilateral& code, const Candidate& candidate) {

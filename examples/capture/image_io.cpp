@@ -131,48 +131,69 @@ ImageFile DecodeWebp(const unsigned char* data, size_t size, const std::string& 
   return file;
 }
 
-// The pixel bytes a binary PGM or PPM header announces, and where they start; false
-// for anything else. stb_image reads a short file's missing pixels as whatever its
-// buffer held, so the length is checked here.
-bool PnmPixelBytes(const unsigned char* data, size_t size, size_t* start,
-                   unsigned long long* bytes) {
-  if (size < 2 || data[0] != 'P' || (data[1] != '5' && data[1] != '6')) return false;
+// What is wrong with a binary PGM or PPM file, or empty (also for other formats).
+// stb_image reads a short file's missing pixels as whatever its buffer held, and
+// its header numbers overflow past nine digits, so both are checked here first.
+std::string PnmProblem(const unsigned char* data, size_t size) {
+  if (size < 2 || data[0] != 'P' || (data[1] != '5' && data[1] != '6')) return std::string();
   size_t at = 2;
-  unsigned long long values[3] = {0, 0, 0};
+  unsigned long long values[3] = {0, 0, 0};  // width, height, largest value
   for (unsigned long long& value : values) {
     while (at < size && (std::isspace(data[at]) || data[at] == '#')) {
       if (data[at] == '#') {
-        while (at < size && data[at] != '\n') ++at;
+        while (at < size && data[at] != '\n' && data[at] != '\r') ++at;
       } else {
         ++at;
       }
     }
-    if (at >= size || !std::isdigit(data[at])) return false;
-    while (at < size && std::isdigit(data[at]) && value < (1ull << 32)) {
+    const size_t first = at;
+    while (at < size && std::isdigit(data[at]) && at - first < 10) {
       value = value * 10 + static_cast<unsigned>(data[at++] - '0');
     }
+    if (at == first || at - first > 9) return "bad PNM header";
   }
-  if (at >= size || !std::isspace(data[at])) return false;
-  *start = at + 1;
-  *bytes = values[0] * values[1] * (data[1] == '6' ? 3 : 1) * (values[2] > 255 ? 2 : 1);
-  return true;
+  if (at >= size || !std::isspace(data[at])) return "bad PNM header";
+  const size_t pixels = size - at - 1;
+  const unsigned long long needed =
+      values[0] * values[1] * (data[1] == '6' ? 3 : 1) * (values[2] > 255 ? 2 : 1);
+  if (pixels < needed) {
+    return "truncated file: " + std::to_string(pixels) + " of " + std::to_string(needed) +
+           " pixel bytes";
+  }
+  return std::string();
+}
+
+// Whether every chunk of a PNG file lies within it. stb_image grows its buffer to a
+// chunk's stated length before it reads the chunk, so a few bytes that state a
+// gigabyte would cost a gigabyte.
+bool PngChunksFit(const unsigned char* data, size_t size) {
+  static const unsigned char kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+  if (size < 8 || std::memcmp(data, kSignature, 8) != 0) return true;  // not a PNG
+  for (size_t at = 8; at + 8 <= size;) {
+    const unsigned long long length = (static_cast<unsigned long long>(data[at]) << 24) |
+                                      (static_cast<unsigned long long>(data[at + 1]) << 16) |
+                                      (static_cast<unsigned long long>(data[at + 2]) << 8) |
+                                      data[at + 3];
+    if (length + 12 > size - at) return false;
+    if (std::memcmp(data + at + 4, "IEND", 4) == 0) return true;
+    at += static_cast<size_t>(length) + 12;
+  }
+  return false;
 }
 
 ImageFile DecodeWithStb(const unsigned char* data, size_t size, const std::string& path,
                         int imageId, unsigned long long maxPixels) {
   if (size > static_cast<size_t>(kMaxFileBytes)) return Unreadable("too large");
   const int length = static_cast<int>(size);
+  if (!PngChunksFit(data, size)) return Unreadable("truncated PNG file");
+  const std::string pnm = PnmProblem(data, size);
+  if (!pnm.empty()) return Unreadable(pnm);
   int w = 0, h = 0, channels = 0;
   if (stbi_info_from_memory(data, length, &w, &h, &channels) == 0 || w <= 0 || h <= 0) {
     return Unreadable(stbi_failure_reason() != nullptr ? stbi_failure_reason() : "unknown format");
   }
   if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
     return Refused(w, h, maxPixels);
-  size_t start = 0;
-  unsigned long long pixelBytes = 0;
-  if (PnmPixelBytes(data, size, &start, &pixelBytes) && size - start < pixelBytes)
-    return Unreadable("truncated file: " + std::to_string(size - start) + " of " +
-                      std::to_string(pixelBytes) + " pixel bytes");
   const int wanted = channels <= 2 ? 1 : 3;  // grey (alpha dropped) or colour
   unsigned char* bytes = stbi_load_from_memory(data, length, &w, &h, &channels, wanted);
   if (bytes == nullptr)

@@ -149,7 +149,7 @@ def case_input(workdir, program):
                "truncated.pgm": b"P5\n3000 2000\n255\n" + bytes(100),
                # A valid header of 16384x16384 pixels: refused before it is decoded.
                "huge.png": bytes.fromhex("89504e470d0a1a0a0000000d49484452000040000000400008"
-                                         "000000008ca34f58")}
+                                         "000000008ca34f580000000049454e44ae426082")}
     for name, data in hostile.items():
         with open(os.path.join(images, name), "wb") as f:
             f.write(data)
