@@ -61,38 +61,39 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libnorvanecore1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_MULTIARCH same)
+# The dynamic loader's cache is refreshed through dpkg's ldconfig trigger.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "core library of the Norvane image-capture SDK
- libNorvaneCore is the core shared library of a modular image-capture and
- recognition SDK: reference-counted objects, image buffers with a thread-safe
- image-source buffer and its C interface, pixel-format conversion, geometry,
- result containers, a task-graph runtime, a process-wide log and module loading.
- .
- This package contains the shared library.")
+libNorvaneCore is the core shared library of a modular image-capture and
+recognition SDK: reference-counted objects, image buffers, a thread-safe
+image-source buffer with a C interface, pixel-format conversion, geometry,
+result containers, a task-graph runtime, a process-wide log and the loading
+of modules.
+
+This package contains the shared library.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libnorvanecore-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
   "libnorvanecore1 (= ${NORVANE_DEB_VERSION}), libjsoncpp-dev")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "core library of the Norvane image-capture SDK - development files
- libNorvaneCore is the core shared library of a modular image-capture and
- recognition SDK.
- .
- This package contains the C and C++ headers, the CMake package
- (find_package(NorvaneCore), target Norvane::Core) and the pkg-config file
- norvane-core.")
+libNorvaneCore is the core shared library of a modular image-capture and
+recognition SDK.
+
+This package contains the C and C++ headers, the CMake package
+(find_package(NorvaneCore), target Norvane::Core) and the pkg-config file
+norvane-core.")
 
 set(CPACK_DEBIAN_CAPTURE_PACKAGE_NAME norvane-capture)
 set(CPACK_DEBIAN_CAPTURE_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_CAPTURE_PACKAGE_DEPENDS "libnorvanecore1 (= ${NORVANE_DEB_VERSION})")
 set(CPACK_COMPONENT_CAPTURE_DESCRIPTION "image capture and recognition program of the Norvane SDK
- norvane-capture feeds images (synthetic frames or the image files of a folder)
- through an image-source buffer to a recognition module that runs on the
- task-graph runtime of libNorvaneCore, and reports and scores what it finds.
- .
- This package contains the program and its modules: the barcode reader (where
- it was built) and the label detector.")
+norvane-capture feeds images (synthetic frames or the image files of a folder)
+through an image-source buffer to a recognition module that runs on the
+task-graph runtime of libNorvaneCore, and reports and scores what it finds.
+
+This package contains the program and its modules: the barcode reader (where
+it was built) and the label detector.")
 
 include(CPack)

@@ -39,7 +39,7 @@ package() {
   local debs=("$dir"/packages/*_"$arch".deb)
   echo "== lintian ($arch)"
   # Errors fail; warnings are listed.
-  lintian --no-tag-display-limit --fail-on error "${debs[@]}" || {
+  lintian --tag-display-limit 0 --fail-on error "${debs[@]}" || {
     echo "error: lintian reports errors on the $arch packages" >&2; exit 1; }
   for deb in "${debs[@]}"; do
     printf '%s\t%s bytes\n' "$deb" "$(stat -c %s "$deb")"
