@@ -87,9 +87,9 @@ class ImageSourceAdapter:
 
     def close(self):
         """Destroys the adapter with its buffered images. Safe to call twice."""
-        if self._handle:
+        if getattr(self, "_handle", None):  # also after a failed __init__
             self._lib.TXP_ISA_DestroyBaseImageSourceAdapter(self._handle)
-            self._handle, self._adapter = None, None
+        self._handle, self._adapter = None, None
 
     def __enter__(self):
         return self
