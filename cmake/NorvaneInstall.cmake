@@ -1,20 +1,21 @@
 # cmake --install: the library, its headers, a CMake package (Norvane::Core) and a
-# pkg-config file (norvane-core).
+# pkg-config file (norvane-core). Component runtime is the versioned library, dev
+# everything a build against it needs (the Debian packages follow this split).
 include(CMakePackageConfigHelpers)
 
 set(NORVANE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/NorvaneCore)
 
 install(TARGETS NorvaneCore EXPORT NorvaneCoreTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/norvane
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
   FILES_MATCHING PATTERN "*.h")
 install(EXPORT NorvaneCoreTargets
   NAMESPACE Norvane::
-  DESTINATION ${NORVANE_CMAKE_DIR})
+  DESTINATION ${NORVANE_CMAKE_DIR} COMPONENT dev)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/NorvaneCoreConfig.cmake.in
   ${PROJECT_BINARY_DIR}/NorvaneCoreConfig.cmake
@@ -25,7 +26,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/NorvaneCoreConfigVersion.
 install(FILES
   ${PROJECT_BINARY_DIR}/NorvaneCoreConfig.cmake
   ${PROJECT_BINARY_DIR}/NorvaneCoreConfigVersion.cmake
-  DESTINATION ${NORVANE_CMAKE_DIR})
+  DESTINATION ${NORVANE_CMAKE_DIR} COMPONENT dev)
 
 # The pkg-config file finds its prefix relative to itself, so an install tree can be
 # moved (or installed with --prefix) and still be found through PKG_CONFIG_PATH.
@@ -33,4 +34,4 @@ file(RELATIVE_PATH NORVANE_PC_TO_PREFIX "/p/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "
 configure_file(${PROJECT_SOURCE_DIR}/cmake/norvane-core.pc.in
   ${PROJECT_BINARY_DIR}/norvane-core.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/norvane-core.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

@@ -16,6 +16,8 @@ BASE_PKGS=(
   libyuv-dev                        # speed anchor of the pixel-conversion benchmarks
   libstb-dev zlib1g-dev libwebp-dev # norvane-capture: image files in, PNG image logs out
   libzxing-dev libopencv-imgproc-dev  # the barcode module: decoder, candidate regions
+  dpkg-dev fakeroot file lintian    # scripts/package.sh: Debian packages and their checks
+  python3-pip python3-venv python3-setuptools python3-wheel python3-numpy  # the Python package
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf
