@@ -5,8 +5,10 @@
 // the decoder alone would, and "locate" finds candidate code regions. Each finding of
 // either becomes a region of definition "code", whose task "decode" keeps what
 // "whole" read, skips candidates where "whole" read a code already, and decodes the
-// others rectified, enlarged and inverted (code_reader.h). Duplicates of one code are
-// dropped when the frame's items are made.
+// others rectified, enlarged and inverted (code_reader.h). Where "whole" read
+// nothing, the whole image is one more region of "code", on which "decode" tries it
+// again with other binarisations. Duplicates of one code are dropped when the frame's
+// items are made.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -43,6 +45,9 @@ const char kKeyText[] = "text";
 // "x y;" pairs. Only "whole" writes it; "decode" reads it after the router has seen
 // every task of "image" finish.
 const char kKeyWholeCentres[] = "whole-centres";
+// Key of the region of the whole image that "whole" hands on when it read nothing:
+// "decode" tries the whole image again there.
+const char kKeyRetry[] = "retry";
 
 constexpr RegionObjectElementType kCodeRegionType = static_cast<RegionObjectElementType>(2);
 // Candidates tried per image, largest first.
@@ -120,11 +125,12 @@ class BarcodeTask : public TQ_TaskObjectBase {
   // Adds a region of `quad` in the image of `parent` to the output. The decoder's
   // corners are not always a convex quadrilateral: a code read on one scan line has
   // no area, and a PDF417 read may come back with corners at the origin. Such a
-  // finding keeps the box around its corners, grown by a pixel.
-  void AddRegion(TQTaskOutput* output, TQRegionObject* parent, const CQuadrilateral& quad,
-                 const Code* read) {
-    if (!AddRegionAt(output, parent, quad, read))
-      AddRegionAt(output, parent, BoxAround(quad), read);
+  // finding keeps the box around its corners, grown by a pixel. Returns the region,
+  // or null when not even the box is one.
+  TQRegionObject* AddRegion(TQTaskOutput* output, TQRegionObject* parent,
+                            const CQuadrilateral& quad, const Code* read) {
+    TQRegionObject* region = AddRegionAt(output, parent, quad, read);
+    return region != nullptr ? region : AddRegionAt(output, parent, BoxAround(quad), read);
   }
 
  private:
@@ -144,8 +150,8 @@ class BarcodeTask : public TQ_TaskObjectBase {
     return box;
   }
 
-  bool AddRegionAt(TQTaskOutput* output, TQRegionObject* parent, const CQuadrilateral& quad,
-                   const Code* read) {
+  TQRegionObject* AddRegionAt(TQTaskOutput* output, TQRegionObject* parent,
+                              const CQuadrilateral& quad, const Code* read) {
     TQRef<TQRegionObject> region(new TQRegionObject(kCodeRegionType, parent->GetRegionImage()));
     region->SetSourceImageObject(parent->GetSourceImageObject());
     TQRef<TQRegionObject> reference(parent->GetReferenceRegion().IsNull()
@@ -154,13 +160,13 @@ class BarcodeTask : public TQ_TaskObjectBase {
     region->SetReferenceRegion(reference);
     region->SetTargetROIDefName(kCodeDef);
     region->SetProductTaskName(GetTaskName());
-    if (region->SetLocationWithQuadrilateral(quad) != 0) return false;
+    if (region->SetLocationWithQuadrilateral(quad) != 0) return nullptr;
     if (read != nullptr) {
       region->GetModuleMap()[kKeyFormat] = read->format;
       region->GetModuleMap()[kKeyText] = read->text;
     }
     output->AddTaskResult(new TQTaskOutputAtomResult(region));
-    return true;
+    return region.get();
   }
 };
 
@@ -170,8 +176,19 @@ class WholeTask : public BarcodeTask {
 
  protected:
   ErrorCode Run(TQTaskOutput* output, TQRegionObject* whole, TQSourceImageObject*) override {
+    const GreyView image = ViewOf(whole->GetRegionImage());
+    const std::vector<Code> codes = DecodeWholeImage(image);
+    if (codes.empty() && image.data != nullptr) {
+      CQuadrilateral all;
+      all.points[0] = Point(0, 0);
+      all.points[1] = Point(image.width - 1, 0);
+      all.points[2] = Point(image.width - 1, image.height - 1);
+      all.points[3] = Point(0, image.height - 1);
+      TQRegionObject* retry = AddRegion(output, whole, all, nullptr);
+      if (retry != nullptr) retry->GetModuleMap()[kKeyRetry] = "1";
+    }
     std::string centres;
-    for (const Code& code : DecodeWholeImage(ViewOf(whole->GetRegionImage()))) {
+    for (const Code& code : codes) {
       long x = 0, y = 0;
       for (const Point& p : code.quad.points) {
         x += p.x;
@@ -216,10 +233,14 @@ class DecodeTask : public BarcodeTask {
     }
     std::vector<Code> codes;
     ErrorCode code = 0;
-    const bool done = DecodeCandidate(
-        ViewOf(region->GetRegionImage()), QuadOf(*region),
-        [source, &code] { return source->IsCheckPointNeedExit(&code); }, &codes);
-    if (!done) return code;
+    const StopRequested stop = [source, &code] { return source->IsCheckPointNeedExit(&code); };
+    if (region->GetModuleMap().count(kKeyRetry) != 0) {
+      if (!RetryWholeImage(ViewOf(region->GetRegionImage()), stop, &codes)) return code;
+      for (const Code& read : codes) AddRegion(output, region, read.quad, &read);
+      return 0;
+    }
+    if (!DecodeCandidate(ViewOf(region->GetRegionImage()), QuadOf(*region), stop, &codes))
+      return code;
     for (const Code& read : codes) {
       AddRegion(output, region, FitToCandidate(read.quad, QuadOf(*region)), &read);
     }

@@ -237,6 +237,31 @@ std::vector<Code> DecodeWholeImage(const GreyView& image) {
   return codes;
 }
 
+bool RetryWholeImage(const GreyView& image, const StopRequested& stop, std::vector<Code>* codes) {
+  if (image.data == nullptr || image.width <= 0 || image.height <= 0) return true;
+  std::vector<Code> found;
+  const bool done = Guarded(
+      [&] {
+        const cv::Mat grey = WrapGrey(image);
+        ZXing::DecodeHints global;
+        global.setMinLineCount(1).setMaxNumberOfSymbols(1).setBinarizer(
+            ZXing::Binarizer::GlobalHistogram);
+        AddValid(ZXing::ReadBarcode(ViewOf(grey), global), &found);
+        if (!found.empty()) return true;
+        if (stop && stop()) return false;
+        cv::Mat smooth;
+        cv::GaussianBlur(grey, smooth, cv::Size(3, 3), 0);
+        found = DecodeFirst(smooth);
+        return true;
+      },
+      true);
+  for (Code& code : found) {
+    NormaliseText(&code);
+    codes->push_back(code);
+  }
+  return done;
+}
+
 std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates) {
   if (image.data == nullptr || image.width < 8 || image.height < 8) return {};
   return Guarded([&] { return FindCandidatesIn(image, maxCandidates); }, {});

@@ -41,6 +41,11 @@ typedef std::function<bool()> StopRequested;
 // downscaled), without the hazards of Debian's build (see code_reader.cpp).
 std::vector<Code> DecodeWholeImage(const GreyView& image);
 
+// Tries the whole image again where the first attempt read nothing: with the global
+// histogram binariser, then smoothed against noise and halftone, each stopping at
+// the first code. Returns false when `stop` ended the work.
+bool RetryWholeImage(const GreyView& image, const StopRequested& stop, std::vector<Code>* codes);
+
 // Finds regions that look like codes: dense strong edges, grouped into blobs and
 // boxed by their minimum-area rectangles, largest first, at most `maxCandidates`.
 std::vector<Candidate> FindCandidates(const GreyView& image, int maxCandidates);
