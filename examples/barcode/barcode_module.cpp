@@ -362,5 +362,6 @@ NorvaneCreateCaptureModule(const char* options, std::string* error) {
   // The program's workers run the tasks in parallel; OpenCV's own thread pool would
   // only compete with them.
   cv::setNumThreads(0);
+  norvane::barcode::WarmUpDecoder();
   return new norvane::barcode::BarcodeModule();
 }

@@ -6,12 +6,17 @@
 //    scan, so linear codes are read with at most one symbol and a line count of one:
 //    the scan stops at its first finding and never compares. Matrix codes return
 //    from operator== before the assertion and are read several at a time.
+//  - Some readers fill tables on their first use without a lock (PDF417's codeword
+//    decoder was seen to), so WarmUpDecoder reads one code of each matrix symbology
+//    before the workers start.
 //  - Several linear codes of one image are therefore found through the candidate
 //    regions, one per region, not by the whole-image attempt. A region is read with
 //    all symbologies at once and stops at its first symbol, for the same reason.
 #include "code_reader.h"
 
 #define ZX_USE_UTF8
+#include <ZXing/BitMatrix.h>
+#include <ZXing/MultiFormatWriter.h>
 #include <ZXing/ReadBarcode.h>
 
 #include <algorithm>
@@ -229,6 +234,24 @@ bool DecodeCandidateIn(const GreyView& image, const Candidate& candidate, const 
 }
 
 }  // namespace
+
+void WarmUpDecoder() {
+  const ZXing::BarcodeFormat formats[] = {
+      ZXing::BarcodeFormat::Aztec, ZXing::BarcodeFormat::DataMatrix, ZXing::BarcodeFormat::PDF417,
+      ZXing::BarcodeFormat::QRCode};
+  for (ZXing::BarcodeFormat format : formats) {
+    Guarded(
+        [format] {
+          const ZXing::BitMatrix matrix =
+              ZXing::MultiFormatWriter(format).setMargin(8).encode("warm up", 200, 200);
+          cv::Mat grey(matrix.height(), matrix.width(), CV_8UC1);
+          for (int y = 0; y < grey.rows; ++y)
+            for (int x = 0; x < grey.cols; ++x) grey.at<uchar>(y, x) = matrix.get(x, y) ? 0 : 255;
+          return DecodeAll(grey).size();
+        },
+        size_t{0});
+  }
+}
 
 std::vector<Code> DecodeWholeImage(const GreyView& image) {
   if (image.data == nullptr || image.width <= 0 || image.height <= 0) return {};

@@ -37,6 +37,11 @@ typedef basic_structures::CQuadrilateral Candidate;
 // Asked between decoding attempts; true when the work must stop.
 typedef std::function<bool()> StopRequested;
 
+// Decodes one small code of each matrix symbology, so that the decoder fills the
+// tables it builds on first use (without a lock) before threads share it. Call once,
+// before any other function here runs on more than one thread.
+void WarmUpDecoder();
+
 // Decodes the whole image the way the decoder alone does (trying hard, rotated and
 // downscaled), without the hazards of Debian's build (see code_reader.cpp).
 std::vector<Code> DecodeWholeImage(const GreyView& image);
