@@ -9,8 +9,8 @@ void FreeRecordOnly(TXP_ImageData* record, void*) { TXP_DestoryImageData(record)
 extern "C" {
 
 TXP_ImageData* TXP_CreateImageData(unsigned long long bytesLength, const unsigned char* bytes,
-                                   int width, int height, int stride, int format,
-                                   int orientation, TXP_ImageTag* tag, void* userData,
+                                   int width, int height, int stride, int format, int orientation,
+                                   TXP_ImageTag* tag, void* userData,
                                    TXP_ImageDataReleaseFunc releaseFunction) {
   TXP_ImageData* record = static_cast<TXP_ImageData*>(std::malloc(sizeof(TXP_ImageData)));
   if (record == nullptr) return nullptr;

@@ -34,7 +34,9 @@ TQObjectRefCache* TQObjectRefPool::FindOrCreate(TQObjectBase* object) {
   return &caches_.try_emplace(key).first->second;
 }
 
-void TQObjectRefPool::RetainCache(TQObjectBase* object) { FindOrCreate(object)->RetainCache(object); }
+void TQObjectRefPool::RetainCache(TQObjectBase* object) {
+  FindOrCreate(object)->RetainCache(object);
+}
 
 void TQObjectRefPool::ReleaseCache(TQObjectBase* object) { FindOrCreate(object)->ReleaseCache(); }
 

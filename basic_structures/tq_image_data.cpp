@@ -17,8 +17,8 @@ TQImageDataInner::TQImageDataInner(int w, int h, int s, ImagePixelFormat f)
 
 TQImageDataInner::TQImageDataInner(const unsigned char* source, int w, int h, int s,
                                    ImagePixelFormat f)
-    : CImageData(static_cast<unsigned long long>(static_cast<long long>(h) * s), source, nullptr,
-                 w, h, s, f),
+    : CImageData(static_cast<unsigned long long>(static_cast<long long>(h) * s), source, nullptr, w,
+                 h, s, f),
       isBorrowed(true) {}
 
 TQImageDataInner::~TQImageDataInner() {

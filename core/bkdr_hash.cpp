@@ -35,7 +35,8 @@ inline uint32_t Term(unsigned char byte) {
 
 // Hashes the bytes p[0], p[Step], p[2 * Step], ... below p + length.
 template <unsigned Step>
-inline __attribute__((always_inline)) uint32_t HashWithStep(const unsigned char* p, unsigned int length) {
+inline __attribute__((always_inline)) uint32_t HashWithStep(const unsigned char* p,
+                                                            unsigned int length) {
   static constexpr BlockCoefficients<Step> kCoefficients;
   constexpr unsigned kSpan = kBlock * Step;
   uint32_t h = 0;

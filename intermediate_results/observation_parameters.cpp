@@ -6,7 +6,10 @@ namespace intermediate_results {
 CObservationParameters::~CObservationParameters() = default;
 
 CObservationParametersImp::CObservationParametersImp()
-    : observedResultUnitTypes(~0ull), resultUnitTypesOnlyForInput(0), functionMark(0), timeMark(0) {}
+    : observedResultUnitTypes(~0ull),
+      resultUnitTypesOnlyForInput(0),
+      functionMark(0),
+      timeMark(0) {}
 
 CObservationParametersImp::~CObservationParametersImp() = default;
 
@@ -43,7 +46,8 @@ unsigned long long CObservationParametersImp::GetResultUnitTypesOnlyForInput() c
   return resultUnitTypesOnlyForInput;
 }
 
-bool CObservationParametersImp::IsResultUnitTypeOnlyForInput(IntermediateResultUnitType type) const {
+bool CObservationParametersImp::IsResultUnitTypeOnlyForInput(
+    IntermediateResultUnitType type) const {
   return (type & resultUnitTypesOnlyForInput) != 0;
 }
 
@@ -55,7 +59,9 @@ void OrInto(std::atomic<unsigned long long>& mark, unsigned long long bits) {
 }
 }  // namespace
 
-void CObservationParametersImp::SetFunctionMark(unsigned long long bits) { OrInto(functionMark, bits); }
+void CObservationParametersImp::SetFunctionMark(unsigned long long bits) {
+  OrInto(functionMark, bits);
+}
 void CObservationParametersImp::SetTimeMark(unsigned long long bits) { OrInto(timeMark, bits); }
 
 unsigned long long CObservationParametersImp::GetFunctionMark(unsigned long long mask) const {

@@ -84,9 +84,7 @@ void* TQModuleLoaderBase::loadModuleFunc(const char* libraryPath, const char* fu
   return GetProcAddress(handle, funcName);
 }
 
-void TQModuleLoaderBase::releaseModule(void*& handle) {
-  FreeLibrary(handle);
-}
+void TQModuleLoaderBase::releaseModule(void*& handle) { FreeLibrary(handle); }
 
 void* TQModuleLoaderBaseAuto::DynamicLoadDllFunc(const char* moduleName, const char* funcName,
                                                  unsigned int flags, bool reserved,

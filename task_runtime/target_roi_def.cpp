@@ -15,8 +15,7 @@ TargetROIDefEvent::TargetROIDefEvent(TargetROIDefEventType eventType, TQTargetRO
 
 TargetROIDefEvent::~TargetROIDefEvent() = default;
 
-TQTargetROIDef::TQTargetROIDef(TQDependencyGraph* ownerGraph, const std::string& name,
-                               int level)
+TQTargetROIDef::TQTargetROIDef(TQDependencyGraph* ownerGraph, const std::string& name, int level)
     : graph(ownerGraph), priorityLevel(level) {
   setting.SetTargetDefName(name);
 }
@@ -43,8 +42,8 @@ void TQTargetROIDef::ActivateCertainTasks(const std::set<std::string>& names) {
   }
 }
 
-void TQTargetROIDef::ActivateTaskByNameArrayAndAtomicTypeFlag(
-    const std::vector<std::string>& names, const bool* flags) {
+void TQTargetROIDef::ActivateTaskByNameArrayAndAtomicTypeFlag(const std::vector<std::string>& names,
+                                                              const bool* flags) {
   auto listed = [&names](const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
   };

@@ -134,8 +134,8 @@ void ExpectConverted(const CImageData& source, const CImageData* out, int expect
       const bool same = bytesPerPixel == 1 ? p[0] == OracleGrey(source, x, y)
                                            : p[0] == c.b && p[1] == c.g && p[2] == c.r;
       if (!same && ++mismatches < 4) {
-        ADD_FAILURE() << "pixel " << x << "," << y << " of format "
-                      << source.GetImagePixelFormat() << " width " << w;
+        ADD_FAILURE() << "pixel " << x << "," << y << " of format " << source.GetImagePixelFormat()
+                      << " width " << w;
       }
     }
   }

@@ -124,7 +124,8 @@ TEST(ConvertQuadrilateral, ClockWisePointsKeptOrReordered) {
 
   // Otherwise reordered as TQ_Quad::SetVerticesToClockWise does (quad_property_test.cpp).
   ConvertQuadrilateralToClockWisePoints(Quad(Pt(10, 10), Pt(0, 0), Pt(0, 10), Pt(10, 0)), out);
-  EXPECT_EQ(std::vector<Pt>(out, out + 4), testing_util::Points({{0, 0}, {10, 0}, {10, 10}, {0, 10}}));
+  EXPECT_EQ(std::vector<Pt>(out, out + 4),
+            testing_util::Points({{0, 0}, {10, 0}, {10, 10}, {0, 10}}));
 }
 
 TEST(ConvertQuadrilateral, ThroughMatricesWithIdentityAndInverseShortcuts) {

@@ -132,8 +132,10 @@ TEST(SegmentMoves, TranslationsAndSidewaysTurns) {
   const struct {
     int direction, distance;
     Pt start;
-  } moves[] = {{LSTD_LEFT_SIDE, 5, Pt(0, -5)}, {LSTD_RIGHT_SIDE, 7, Pt(0, 2)},
-               {LSTD_BACKWARD, 3, Pt(-3, 2)},  {9, 3, Pt(-3, 2)}};
+  } moves[] = {{LSTD_LEFT_SIDE, 5, Pt(0, -5)},
+               {LSTD_RIGHT_SIDE, 7, Pt(0, 2)},
+               {LSTD_BACKWARD, 3, Pt(-3, 2)},
+               {9, 3, Pt(-3, 2)}};
   for (const auto& m : moves) {
     s.TranslateBasedOnDirection(static_cast<TQ_LS_Translating_Direction>(m.direction), m.distance);
     EXPECT_EQ(s.GetStartPoint(), m.start) << m.direction;
@@ -188,7 +190,6 @@ TEST(SegmentLines, EquationInterceptsAndSides) {
   intercept = 42.0f;
   reversed.GetLineEquation(intercept, angle, static_cast<TQ_Coordinates_Axis>(5));
   EXPECT_EQ(intercept, 42.0f);
-
 
   // The line equation is divided by B: y + A x + C, signed as that expression.
   Seg base(Pt(0, 0), Pt(10, 0));

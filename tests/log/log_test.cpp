@@ -389,7 +389,7 @@ TEST_F(LogTest, ProcessWideLogFreeFunctionsAndExitFlush) {
     TQLog::m_instance.WriteJsonLog(9, value);
     char pixels[] = "PIXELS";
     WriteImgLog(&RecordImage, pixels, 9, "frame_%03d.%s", 7, "bmp");
-    WriteImgLog(&RecordImage, pixels, 10, "frame_%03d.%s", 8, "bmp");  // level too high
+    WriteImgLog(&RecordImage, pixels, 10, "frame_%03d.%s", 8, "bmp");             // level too high
     WriteImgLog(&RecordImage, pixels, 9, "%s", std::string(10000, 'h').c_str());  // cut to 255
     std::exit(0);  // runs the static destructors, as unloading the library does
   }
