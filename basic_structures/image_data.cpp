@@ -5,8 +5,6 @@
 #include <cstring>
 #include <new>
 
-#include "norvane/basic_structures/image_data_c.h"
-#include "norvane/basic_structures/tq_image_data.h"
 
 namespace norvane {
 namespace basic_structures {
@@ -112,94 +110,5 @@ void CImageData::SetImageTag(const CImageTag* newTag) {
 
 void CImageData::DeleteByteArray(const unsigned char* data) { delete[] data; }
 
-TQImageDataInner::TQImageDataInner(int w, int h, int s, ImagePixelFormat f)
-    : CImageData(static_cast<unsigned long long>(static_cast<long long>(s) * h), nullptr, w, h, s,
-                 f),
-      isBorrowed(false) {
-  const long long size = static_cast<long long>(s) * h;
-  bytes = new unsigned char[size > 0 ? static_cast<size_t>(size) : 0]();
-  deleter = &DeleteByteArray;
-}
-
-TQImageDataInner::TQImageDataInner(const unsigned char* source, int w, int h, int s,
-                                   ImagePixelFormat f)
-    : CImageData(static_cast<unsigned long long>(static_cast<long long>(h) * s), source, nullptr,
-                 w, h, s, f),
-      isBorrowed(true) {}
-
-TQImageDataInner::~TQImageDataInner() {
-  if (isBorrowed) bytes = nullptr;
-}
-
-namespace {
-const double kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-}  // namespace
-
-TQImageData::TQImageData() { SetRotationTransformMatrix(kIdentity); }
-
-TQImageData::TQImageData(unsigned long long length, const unsigned char* source, int w, int h,
-                         int s, ImagePixelFormat f, int o, const CImageTag* t)
-    : CImageData(length, source, w, h, s, f, o, t) {
-  SetRotationTransformMatrix(kIdentity);
-}
-
-TQImageData::TQImageData(unsigned long long length, const unsigned char* source,
-                         BytesDeleter bytesDeleter, int w, int h, int s, ImagePixelFormat f, int o,
-                         const CImageTag* t)
-    : CImageData(length, source, bytesDeleter, w, h, s, f, o, t) {
-  SetRotationTransformMatrix(kIdentity);
-}
-
-TQImageData::~TQImageData() = default;
-
-void TQImageData::GetRotationTransformMatrix(double out[9]) const {
-  std::memcpy(out, rotationTransformMatrix, sizeof(rotationTransformMatrix));
-}
-
-void TQImageData::SetRotationTransformMatrix(const double in[9]) {
-  std::memcpy(rotationTransformMatrix, in, sizeof(rotationTransformMatrix));
-}
-
-CImageDataWrapper::CImageDataWrapper(CImageData* image) : imageData(image) {}
-
-CImageDataWrapper::~CImageDataWrapper() { delete imageData; }
-
-CImageDataWrapper* CImageDataWrapper::DeepCopy() const {
-  if (imageData == nullptr) return new CImageDataWrapper(nullptr);
-  return new CImageDataWrapper(new CImageData(
-      imageData->GetBytesLength(), imageData->GetBytes(), imageData->GetWidth(),
-      imageData->GetHeight(), imageData->GetStride(), imageData->GetImagePixelFormat(),
-      imageData->GetOrientation(), imageData->GetImageTag()));
-}
-
 }  // namespace basic_structures
 }  // namespace norvane
-
-namespace {
-void FreeRecordOnly(TXP_ImageData* record, void*) { TXP_DestoryImageData(record); }
-}  // namespace
-
-extern "C" {
-
-TXP_ImageData* TXP_CreateImageData(unsigned long long bytesLength, const unsigned char* bytes,
-                                   int width, int height, int stride, int format,
-                                   int orientation, TXP_ImageTag* tag, void* userData,
-                                   TXP_ImageDataReleaseFunc releaseFunction) {
-  TXP_ImageData* record = static_cast<TXP_ImageData*>(std::malloc(sizeof(TXP_ImageData)));
-  if (record == nullptr) return nullptr;
-  record->bytesLength = bytesLength;
-  record->bytes = bytes;
-  record->width = width;
-  record->height = height;
-  record->stride = stride;
-  record->format = format;
-  record->orientation = orientation;
-  record->tag = tag;
-  record->userData = userData;
-  record->release = releaseFunction != nullptr ? releaseFunction : &FreeRecordOnly;
-  return record;
-}
-
-void TXP_DestoryImageData(TXP_ImageData* record) { std::free(record); }
-
-}  // extern "C"

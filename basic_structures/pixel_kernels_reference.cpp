@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "basic_structures/pixel_kernels.h"
-#include "core/cpu_features.h"
 
 namespace norvane {
 namespace internal {
@@ -203,16 +202,6 @@ void Bgr24RowReference(ImagePixelFormat format, const uint8_t* src, uint8_t* dst
 }
 
 const PixelRowKernels& ReferenceRowKernels() { return kReference; }
-
-const PixelRowKernels& ActiveRowKernels() {
-  static const PixelRowKernels* const kActive = [] {
-    if (const PixelRowKernels* k = Avx2RowKernels()) return k;
-    if (const PixelRowKernels* k = Sse2RowKernels()) return k;
-    if (const PixelRowKernels* k = NeonRowKernels()) return k;
-    return &kReference;
-  }();
-  return *kActive;
-}
 
 }  // namespace internal
 }  // namespace norvane

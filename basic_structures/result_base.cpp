@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "norvane/basic_structures/json_converter.h"
 #include "norvane/basic_structures/object_ref_pool.h"
 #include "norvane/core/error_codes.h"
 
 namespace norvane {
 namespace basic_structures {
-
-CCapturedResultItem::~CCapturedResultItem() = default;
 
 TXPItemBase::TXPItemBase() : isModified(false), isValid(true), itemType(0), publicItem(nullptr) {}
 
@@ -145,50 +142,6 @@ void TXPParameterBase::CopyStringToBuffer(const std::string& text, char* buffer,
   std::memset(buffer, 0, static_cast<size_t>(size));
   std::memcpy(buffer, text.data(), std::min(text.size(), static_cast<size_t>(size)));
 }
-
-const char* JsonConverter::GetStyledString(const Json::Value& value) {
-  text = value.toStyledString();
-  return text.c_str();
-}
-
-// --- process-wide reference pool ---
-
-TQObjectRefPool TQObjectRefPool::m_instance;
-
-TQObjectRefPool* TQObjectRefPool::GetInstance() { return &m_instance; }
-
-void TQObjectRefCache::RetainCache(TQObjectBase* object) {
-  MutexLock lock(&mutex_);
-  references_.emplace_back(object);
-}
-
-void TQObjectRefCache::ReleaseCache() {
-  TQRef<TQObjectBase> oldest;  // released after the lock, so a destructor may use the pool
-  MutexLock lock(&mutex_);
-  if (references_.empty()) return;
-  oldest = std::move(references_.front());
-  references_.pop_front();
-}
-
-bool TQObjectRefCache::IsEmpty() {
-  MutexLock lock(&mutex_);
-  return references_.empty();
-}
-
-TQObjectRefCache* TQObjectRefPool::FindOrCreate(TQObjectBase* object) {
-  // On the 32-bit target this is the sign-extended 32-bit address; on 64-bit hosts
-  // the full address, so that two objects never share one cache.
-  const int64_t key = static_cast<int64_t>(reinterpret_cast<intptr_t>(object));
-  MutexLock lock(&mutex_);
-  // Map nodes never move, so the cache outlives the lock.
-  return &caches_.try_emplace(key).first->second;
-}
-
-void TQObjectRefPool::RetainCache(TQObjectBase* object) { FindOrCreate(object)->RetainCache(object); }
-
-void TQObjectRefPool::ReleaseCache(TQObjectBase* object) { FindOrCreate(object)->ReleaseCache(); }
-
-bool TQObjectRefPool::IsCached(TQObjectBase* object) { return !FindOrCreate(object)->IsEmpty(); }
 
 }  // namespace basic_structures
 }  // namespace norvane

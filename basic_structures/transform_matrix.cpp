@@ -1,9 +1,9 @@
 // Transform-matrix arithmetic and the quadrilateral conversions.
 #include "norvane/basic_structures/transform_matrix.h"
 
-#include "basic_structures/wrap_math.h"
+#include "basic_structures/quad_points.h"
+#include "core/wrap_math.h"
 #include "norvane/basic_structures/geometry_c.h"
-#include "norvane/geometry/quad.h"
 
 namespace norvane {
 
@@ -71,17 +71,8 @@ void InvertTransformMatrix(const double* in, double* out) {
 void ConvertQuadrilateralToClockWisePoints(const CQuadrilateral& quad, TQPoint_<int>* out) {
   for (int k = 0; k < 4; ++k) out[k] = quad.points[k];
   if (IsPointsClockWise(out)) return;
-  TQ_Quad::SetVerticesToClockWise(out, -1);
+  internal::SetQuadPointsToClockWise(out, -1);
 }
-
-namespace {
-
-bool IsConvexQuad(const TQPoint_<int>* points) {
-  TQ_Quad quad(points);
-  return quad.IsConvex();
-}
-
-}  // namespace
 
 bool ConvertQuadrilateralWithTransformMat(const CQuadrilateral& quad, const double* matrix,
                                           TQPoint_<int>* out) {
@@ -89,7 +80,7 @@ bool ConvertQuadrilateralWithTransformMat(const CQuadrilateral& quad, const doub
   if (!IsIdentityTransformMatrix(matrix)) {
     for (int k = 0; k < 4; ++k) out[k] = TXP_TransformCoordinates(out[k], matrix);
   }
-  return IsConvexQuad(out);
+  return internal::IsConvexQuadPoints(out);
 }
 
 bool ConvertQuadrilateralWithDiffCoordinates(const CQuadrilateral& quad, const double* first,
@@ -103,7 +94,7 @@ bool ConvertQuadrilateralWithDiffCoordinates(const CQuadrilateral& quad, const d
       if (!secondIsIdentity) out[k] = TXP_TransformCoordinates(out[k], second);
     }
   }
-  return IsConvexQuad(out);
+  return internal::IsConvexQuadPoints(out);
 }
 
 }  // namespace norvane

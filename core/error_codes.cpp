@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "norvane/core/core_module.h"
 #include "norvane/core/error_codes.h"
 #include "norvane_version.h"
 
@@ -80,8 +79,6 @@ const ErrorRow kErrorTable[] = {
 const char kVersion[] = NORVANE_VERSION_STRING;
 
 }  // namespace
-
-const char* basic_structures::CCoreModule::GetVersion() { return kVersion; }
 
 }  // namespace norvane
 

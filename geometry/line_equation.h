@@ -7,7 +7,7 @@
 #include <cfloat>
 #include <cmath>
 
-#include "basic_structures/wrap_math.h"
+#include "core/wrap_math.h"
 #include "norvane/basic_structures/point.h"
 
 namespace norvane {

@@ -1,4 +1,4 @@
-// TQ_LineSegment, TQ_LineSegmentEnhanced and MathUtils.
+// TQ_LineSegment and TQ_LineSegmentEnhanced.
 #include "norvane/geometry/line_segment.h"
 
 #include <cfloat>
@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "basic_structures/wrap_math.h"
+#include "core/wrap_math.h"
 #include "geometry/angle_table.h"
 #include "geometry/line_equation.h"
 #include "geometry/pixelate_kernels.h"
@@ -18,11 +18,6 @@ using internal::AbsU;
 using internal::TruncToInt;
 using internal::WrapAdd;
 using internal::WrapSub;
-
-int MathUtils::round(float value) {
-  const double wide = value;
-  return TruncToInt(value > 0 ? wide + 0.5 : wide - 0.5);
-}
 
 void TQ_LineSegment::Init() {}
 

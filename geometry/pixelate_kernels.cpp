@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "basic_structures/wrap_math.h"
+#include "core/wrap_math.h"
 
 namespace norvane {
 namespace internal {

@@ -8,7 +8,7 @@
 #include <cfloat>
 #include <cstdint>
 
-#include "basic_structures/wrap_math.h"
+#include "core/wrap_math.h"
 #include "geometry/line_equation.h"
 #include "norvane/geometry/quad.h"
 

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "log/log_internal.h"
 #include "norvane/core/platform.h"
 #include "norvane/log/ini_io.h"
 #include "norvane/log/path_helper.h"
@@ -25,12 +24,15 @@ constexpr int kLibraryLevel = 9;
 constexpr size_t kInitialCacheLines = 512;
 constexpr size_t kCacheGrowthLines = 1024;
 
-std::atomic<internal::ConfigPathRedirect> g_configRedirect{nullptr};
+// The longest text line, without its newline; longer lines are cut.
+constexpr size_t kMaxLogLineLength = 4095;
+// The size of the buffer the image file name is formatted into.
+constexpr size_t kImageNameBufferSize = 256;
 
 // One text line under construction: bounded, always room for a newline and a NUL.
 class LineBuilder {
  public:
-  static constexpr size_t kCapacity = internal::kMaxLogLineLength;
+  static constexpr size_t kCapacity = kMaxLogLineLength;
 
   LineBuilder() = default;
   LineBuilder(const LineBuilder&) = delete;
@@ -134,8 +136,6 @@ void TQLog::InitLogFromDLL(const std::string& libraryPath) {
   if (IsInitialized()) return;
   std::string path;
   PathHelper::GetINIPath(kConfigFileName, libraryPath, path);
-  internal::ConfigPathRedirect redirect = g_configRedirect.load(std::memory_order_acquire);
-  if (redirect != nullptr) path = redirect(path);
   InitLog(path.c_str());
 }
 
@@ -317,7 +317,7 @@ void SetLogImgName(const char* name) { TQLog::m_instance.SetLogImgName(name); }
 void WriteImgLog(LogImageWriter writer, void* data, int level, const char* format, ...) {
   // Checked first so that a disabled image log costs no formatting.
   if (!TQLog::m_instance.AllowLogging(level, LOG_MODE_IMAGE)) return;
-  char name[internal::kImageNameBufferSize] = {0};
+  char name[kImageNameBufferSize] = {0};
   if (format != nullptr) {
     va_list args;
     va_start(args, format);
@@ -335,55 +335,4 @@ int TQPrintf(const char* format, ...) {
   return count;
 }
 
-namespace internal {
-
-void LogTestAccess::Reset(TQLog* log) {
-  SyncObjectLock lock(log);
-  log->level_.store(0, std::memory_order_relaxed);
-  log->mode_.store(0, std::memory_order_relaxed);
-  log->outputMode_.store(0, std::memory_order_relaxed);
-  log->initialized_.store(0, std::memory_order_release);
-  log->m_savePath.clear();
-  log->textLogPath_.clear();
-  log->jsonLogPath_.clear();
-  log->layers_.clear();
-  std::vector<std::string>().swap(log->cache_);
-  log->jsonLog_ = Json::Value();
-  log->imgName_.clear();
-}
-
-void LogTestAccess::SetConfigPathRedirect(ConfigPathRedirect redirect) {
-  g_configRedirect.store(redirect, std::memory_order_release);
-}
-
-ConfigPathRedirect LogTestAccess::GetConfigPathRedirect() {
-  return g_configRedirect.load(std::memory_order_acquire);
-}
-
-size_t LogTestAccess::CachedLineCount(TQLog* log) {
-  SyncObjectLock lock(log);
-  return log->cache_.size();
-}
-
-size_t LogTestAccess::CacheCapacity(TQLog* log) {
-  SyncObjectLock lock(log);
-  return log->cache_.capacity();
-}
-
-std::string LogTestAccess::GetTextLogPath(TQLog* log) {
-  SyncObjectLock lock(log);
-  return log->textLogPath_;
-}
-
-std::string LogTestAccess::GetJsonLogPath(TQLog* log) {
-  SyncObjectLock lock(log);
-  return log->jsonLogPath_;
-}
-
-size_t LogTestAccess::LayerCount(TQLog* log) {
-  SyncObjectLock lock(log);
-  return log->layers_.size();
-}
-
-}  // namespace internal
 }  // namespace norvane

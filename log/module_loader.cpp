@@ -1,7 +1,6 @@
 #include "norvane/log/module_loader.h"
 
-#include <dlfcn.h>
-
+#include "norvane/core/platform.h"
 #include "norvane/log/path_helper.h"
 
 namespace norvane {
@@ -10,9 +9,7 @@ TQModuleLoaderBase::TQModuleLoaderBase() = default;
 
 TQModuleLoaderBase::~TQModuleLoaderBase() {
   SyncObjectLock lock(&m_sync);
-  for (auto& entry : modules_) {
-    if (entry.second != nullptr) dlclose(entry.second);
-  }
+  for (auto& entry : modules_) FreeLibrary(entry.second);
   modules_.clear();
 }
 
@@ -33,15 +30,15 @@ int TQModuleLoaderBase::LoadModule(const std::string& moduleName, void*& handle,
   const std::string fileName = "lib" + moduleName + ".so";
   std::string directory = GetLibraryDirectory();
   if (!directory.empty()) {
-    handle = dlopen((directory + fileName).c_str(), RTLD_NOW);
+    handle = LoadLibrary((directory + fileName).c_str());
     if (handle != nullptr) return 0;
   }
   directory = GetExecutableDirectory();
   if (!directory.empty()) {
-    handle = dlopen((directory + fileName).c_str(), RTLD_NOW);
+    handle = LoadLibrary((directory + fileName).c_str());
     if (handle != nullptr) return 0;
   }
-  handle = dlopen(fileName.c_str(), RTLD_NOW);
+  handle = LoadLibrary(fileName.c_str());
   return handle != nullptr ? 0 : -1;
 }
 
@@ -60,7 +57,7 @@ void* TQModuleLoaderBase::DynamicLoadDllFunc(void*& handle, const char* moduleNa
     }
   }
   if (current == nullptr || funcName == nullptr) return nullptr;
-  return dlsym(current, funcName);
+  return GetProcAddress(current, funcName);
 }
 
 void* TQModuleLoaderBase::loadModuleFunc(const char* libraryPath, const char* funcName) {
@@ -68,28 +65,26 @@ void* TQModuleLoaderBase::loadModuleFunc(const char* libraryPath, const char* fu
   SyncObjectLock lock(&m_sync);
   void*& handle = modules_[libraryPath];
   if (handle == nullptr) {
-    handle = dlopen(libraryPath, RTLD_NOW);
+    handle = LoadLibrary(libraryPath);
     if (handle == nullptr) {
       modules_.erase(libraryPath);
       return nullptr;
     }
   }
-  return dlsym(handle, funcName);
+  return GetProcAddress(handle, funcName);
 }
 
 void* TQModuleLoaderBase::loadModuleFunc(const char* libraryPath, const char* funcName,
                                          void*& handle) {
   if (handle == nullptr) {
     if (libraryPath == nullptr) return nullptr;
-    handle = dlopen(libraryPath, RTLD_NOW);
+    handle = LoadLibrary(libraryPath);
   }
   if (handle == nullptr || funcName == nullptr) return nullptr;
-  return dlsym(handle, funcName);
+  return GetProcAddress(handle, funcName);
 }
 
-void TQModuleLoaderBase::releaseModule(void*& handle) {
-  if (handle != nullptr) dlclose(handle);
-}
+void TQModuleLoaderBase::releaseModule(void*& handle) { FreeLibrary(handle); }
 
 void* TQModuleLoaderBaseAuto::DynamicLoadDllFunc(const char* moduleName, const char* funcName,
                                                  unsigned int flags, bool reserved,
@@ -106,7 +101,7 @@ void* TQModuleLoaderBaseAuto::DynamicLoadDllFunc(const char* moduleName, const c
     }
   }
   if (handle == nullptr || funcName == nullptr) return nullptr;
-  return dlsym(handle, funcName);
+  return GetProcAddress(handle, funcName);
 }
 
 }  // namespace norvane

@@ -127,22 +127,15 @@ void ExpectConverted(const CImageData& source, const CImageData* out, int expect
   }
   int mismatches = 0;
   for (int y = 0; y < h; ++y) {
+    const unsigned char* row = out->GetBytes() + static_cast<size_t>(y) * out->GetStride();
     for (int x = 0; x < w; ++x) {
-      const unsigned char* p = out->GetBytes() + static_cast<size_t>(y) * out->GetStride();
-      if (bytesPerPixel == 1) {
-        if (p[x] != OracleGrey(source, x, y) && ++mismatches < 4) {
-          ADD_FAILURE() << "grey at " << x << "," << y << " from format "
-                        << source.GetImagePixelFormat() << " width " << w << ": " << int{p[x]}
-                        << " != " << OracleGrey(source, x, y);
-        }
-      } else {
-        const Colour c = OracleColour(source, x, y);
-        if ((p[3 * x] != c.b || p[3 * x + 1] != c.g || p[3 * x + 2] != c.r) && ++mismatches < 4) {
-          ADD_FAILURE() << "colour at " << x << "," << y << " from format "
-                        << source.GetImagePixelFormat() << " width " << w << ": " << int{p[3 * x]}
-                        << "," << int{p[3 * x + 1]} << "," << int{p[3 * x + 2]} << " != " << c.b
-                        << "," << c.g << "," << c.r;
-        }
+      const Colour c = OracleColour(source, x, y);
+      const unsigned char* p = row + bytesPerPixel * x;
+      const bool same = bytesPerPixel == 1 ? p[0] == OracleGrey(source, x, y)
+                                           : p[0] == c.b && p[1] == c.g && p[2] == c.r;
+      if (!same && ++mismatches < 4) {
+        ADD_FAILURE() << "pixel " << x << "," << y << " of format " << source.GetImagePixelFormat()
+                      << " width " << w;
       }
     }
   }

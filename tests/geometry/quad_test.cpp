@@ -30,32 +30,23 @@ std::vector<Pt> Vertices(const TQ_Quad& q) {
   return std::vector<Pt>(q.GetVertices(), q.GetVertices() + 4);
 }
 
-TEST(QuadOrder, ClockWiseReorderAndLeftUpCorner) {
-  Pt p[4] = {Pt(10, 10), Pt(0, 10), Pt(0, 0), Pt(10, 0)};
-  TQ_Quad::SetVerticesToClockWise(p, -1);
-  EXPECT_EQ(std::vector<Pt>(p, p + 4), Points({{0, 0}, {10, 0}, {10, 10}, {0, 10}}));
-  Pt diamond[4] = {Pt(5, 0), Pt(0, 5), Pt(10, 5), Pt(5, 10)};
-  TQ_Quad::SetVerticesToClockWise(diamond, -1);
-  EXPECT_EQ(std::vector<Pt>(diamond, diamond + 4), Points({{5, 0}, {10, 5}, {5, 10}, {0, 5}}));
-  Pt fromTwo[4] = {Pt(0, 0), Pt(10, 0), Pt(10, 10), Pt(0, 10)};
-  TQ_Quad::SetVerticesToClockWise(fromTwo, 2);  // a swap, then clockwise from (10,10)
-  EXPECT_EQ(fromTwo[0], Pt(10, 10));
-  EXPECT_TRUE(IsPointsClockWise(fromTwo));
-
-  const Pt a[4] = {Pt(0, 10), Pt(10, 0), Pt(20, 20), Pt(3, 3)};
-  EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(a), 3);
-  const Pt tie[4] = {Pt(0, 10), Pt(10, 0), Pt(20, 20), Pt(30, 30)};
-  EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(tie), 0);
-  const Pt far[4] = {Pt(50000, 49999), Pt(50000, 50000), Pt(99999, 0), Pt(0, 99999)};
-  EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(far), -1);
+// Clockwise reordering of shuffled convex quads is checked in quad_property_test.cpp.
+TEST(QuadOrder, LeftUpCornerTiesAndTheSumLimit) {
+  const struct {
+    Pt p[4];
+    int index;
+  } cases[] = {{{Pt(0, 10), Pt(10, 0), Pt(20, 20), Pt(3, 3)}, 3},
+               {{Pt(0, 10), Pt(10, 0), Pt(20, 20), Pt(30, 30)}, 0},  // lowest index on ties
+               {{Pt(50000, 49999), Pt(50000, 50000), Pt(99999, 0), Pt(0, 99999)}, -1}};
+  for (const auto& c : cases) EXPECT_EQ(TQ_Quad::CalcLeftUpPtIndex(c.p), c.index);
 }
 
 TEST(QuadShape, ConvexityAnglesAndPointPositions) {
   const TQ_Quad square = Square(0, 0, 10);
-  EXPECT_TRUE(square.IsConvex());
-  EXPECT_TRUE(square.IsClockwise());
-  EXPECT_TRUE(MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)).IsConvex());
-  EXPECT_FALSE(MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)).IsClockwise());
+  const TQ_Quad ccw = MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0));
+  EXPECT_TRUE(square.IsConvex() && square.IsClockwise());
+  EXPECT_TRUE(ccw.IsConvex() && !ccw.IsClockwise());
+  // Collinear corner, bow tie, arrow head.
   EXPECT_FALSE(MakeQuad(Pt(0, 0), Pt(5, 0), Pt(10, 0), Pt(10, 10)).IsConvex());
   EXPECT_FALSE(MakeQuad(Pt(0, 0), Pt(10, 10), Pt(10, 0), Pt(0, 10)).IsConvex());
   EXPECT_FALSE(MakeQuad(Pt(0, 0), Pt(10, 5), Pt(0, 10), Pt(3, 5)).IsConvex());
@@ -77,10 +68,7 @@ TEST(QuadShape, ConvexityAnglesAndPointPositions) {
   Pt inside(3, 7), onEdge(0, 7);
   EXPECT_TRUE(square.IsPointInQuadrilateral(&inside));
   EXPECT_FALSE(square.IsPointInQuadrilateral(&onEdge));
-  // A counter-clockwise quad has no inside.
-  EXPECT_EQ(
-      MakeQuad(Pt(0, 10), Pt(10, 10), Pt(10, 0), Pt(0, 0)).CalcPointPositionRelation(Pt(5, 5), 1),
-      5);
+  EXPECT_EQ(ccw.CalcPointPositionRelation(Pt(5, 5), 1), 5);  // no inside
   EXPECT_EQ(square.GetCenterPoint(), Pt(5, 5));
   EXPECT_EQ(MakeQuad(Pt(0, 0), Pt(3, 0), Pt(3, 1), Pt(0, 1)).GetCenterPoint(), Pt(2, 1));
   EXPECT_EQ(MakeQuad(Pt(0, 0), Pt(-3, 0), Pt(-3, -1), Pt(0, -1)).GetCenterPoint(), Pt(-2, -1));
@@ -208,10 +196,6 @@ TEST(QuadOverlap, VertexAndCentreTestsWithExpansion) {
   EXPECT_FALSE(wide.IsOverlapWithOtherQuad(tall, 0.0f));
 
   // Random quads are checked against exact clipping in quad_property_test.cpp.
-  EXPECT_FLOAT_EQ(a.CalcOverlappingAreaWithOtherQuad(&a), 100.0f);
-  const TQ_Quad diamond = MakeQuad(Pt(5, -3), Pt(13, 5), Pt(5, 13), Pt(-3, 5));
-  EXPECT_FLOAT_EQ(a.CalcOverlappingAreaWithOtherQuad(&diamond), 100.0f - 4 * 2.0f);
-  EXPECT_FLOAT_EQ(diamond.CalcOverlappingAreaWithOtherQuad(&a), 100.0f - 4 * 2.0f);
   EXPECT_FLOAT_EQ(wide.CalcOverlappingAreaWithOtherQuad(&tall), 4.0f);
 }
 
@@ -234,16 +218,10 @@ TEST(QuadPixels, ReserveSizeDegenerateAndCoarseGrid) {
   // An axis-aligned square on a grid of 4: rows 0, 4 and 8, columns 0 to 2.
   EXPECT_EQ(Square(0, 0, 10).GetAllPixels(out, PM_BRESENHAM, 2, -1, -1), 3);
   EXPECT_EQ(out, Points({{0, 0}, {1, 0}, {2, 0}, {0, 1}, {1, 1}, {2, 1}, {0, 2}, {1, 2}, {2, 2}}));
-  // Image bounds cut the scan range and clamp the spans.
-  out.clear();
-  EXPECT_EQ(Square(-5, -5, 10).GetAllPixels(out, PM_BRESENHAM, 0, 3, 4), 3);
-  EXPECT_EQ(out.size(), 12u);
-  EXPECT_EQ(out.back(), Pt(2, 3));
   // A wide quad scans columns: the first points share x = 0.
   out.clear();
   MakeQuad(Pt(0, 0), Pt(20, 0), Pt(20, 3), Pt(0, 3)).GetAllPixels(out, PM_BRESENHAM, 0, -1, -1);
-  EXPECT_EQ(std::vector<Pt>(out.begin(), out.begin() + 5),
-            Points({{0, 0}, {0, 1}, {0, 2}, {0, 3}, {1, 0}}));
+  EXPECT_EQ(out[4], Pt(1, 0));
   // Mode 1 widens the spans: on row 1 the crossing 1.9 starts at 1 (mode 0 rounds
   // to 2); ends move out by up to 0.9.
   const TQ_Quad thin = MakeQuad(Pt(2, 0), Pt(7, 0), Pt(8, 10), Pt(1, 10));
@@ -259,10 +237,10 @@ TEST(QuadPixels, ReserveSizeDegenerateAndCoarseGrid) {
 
 TEST(QuadText, ToStringAndHashId) {
   TQ_Quad q = Square(0, 0, 10);
-  EXPECT_EQ(q.toString(), "(0,0) (10,0) (10,10) (0,10)");
-  EXPECT_EQ(q.GetText(), "(0,0) (10,0) (10,10) (0,10)");
-  q.CalcHashID();
   const std::string text = "(0,0) (10,0) (10,10) (0,10)";
+  EXPECT_EQ(q.toString(), text);
+  EXPECT_EQ(q.GetText(), text);
+  q.CalcHashID();
   TQRef<TQArray<char>> expected = TQHashAlgorithm::GenerateHash(text.data(), text.size());
   EXPECT_TRUE(q.GetIdStruct().isSet);
   EXPECT_EQ(q.GetIdStruct().GetValue(), expected->GetData());

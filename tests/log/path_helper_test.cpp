@@ -122,16 +122,12 @@ std::vector<std::string> ExpectedFiles(const std::string& directory, bool recurs
   return files;
 }
 
-TEST(GetAllFiles, ListsFilesWithExtensionsOrMatchingTheFilter) {
+TEST(GetAllFiles, EmptyFilterBackslashesLinksAndMissingDirectories) {
+  // Random trees are checked below; here an empty filter, separators, links, errors.
   TempDir dir;
   WriteFile(dir / "README", "");
   WriteFile(dir / "a.png", "");
-  EXPECT_EQ(GetAllFiles(dir.path(), false, nullptr)->GetVector(),
-            std::vector<std::string>{dir / "a.png"});
   EXPECT_EQ(GetAllFiles(dir.path(), false, "")->size(), 1u);
-  std::vector<std::string> both = GetAllFiles(dir.path(), false, "READ")->GetVector();
-  std::sort(both.begin(), both.end());
-  EXPECT_EQ(both, (std::vector<std::string>{dir / "README", dir / "a.png"}));
 
   // Backslashes are read as separators; links and unreadable directories give nothing.
   std::string windows = dir.path();

@@ -13,8 +13,6 @@
 #ifndef NORVANE_BASIC_STRUCTURES_RESULT_BASE_H_
 #define NORVANE_BASIC_STRUCTURES_RESULT_BASE_H_
 
-#include <json/json.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -25,6 +23,10 @@
 #include "norvane/core/mutex.h"
 #include "norvane/core/object_base.h"
 #include "norvane/core/thread_annotations.h"
+
+namespace Json {
+class Value;
+}  // namespace Json
 
 namespace norvane {
 

@@ -42,10 +42,6 @@
 
 namespace norvane {
 
-namespace internal {
-class LogTestAccess;
-}  // namespace internal
-
 // Bit mask of the kinds of output that are switched on; 3 enables both.
 enum LogMode : int { LOG_MODE_IMAGE = 1, LOG_MODE_TEXT = 2 };
 
@@ -123,8 +119,6 @@ class NORVANE_API TQLog : public SyncObject {
   std::string GetLogImgName() const;
 
  private:
-  friend class internal::LogTestAccess;
-
   // Writes "<prefix><text>" as a text line at `level`, both taken literally.
   void WriteLiteralLine(int level, const char* prefix, const char* text);
   // Caches the line or appends it, with a newline, to the text log file.

@@ -1,12 +1,12 @@
-// Integer and float helpers shared by the geometry code.
+// Integer and float helpers shared by the geometry value types and the working geometry.
 //
 // Coordinate arithmetic is defined as 32-bit two's-complement wrap-around: sums,
 // differences, products and cross products are done in uint32_t and converted back,
 // so huge coordinates give the wrapped value without undefined behaviour. Floating
 // values become ints by truncation that saturates like the ARM conversion
 // instructions: NaN gives 0, values beyond the int range give INT_MIN or INT_MAX.
-#ifndef NORVANE_BASIC_STRUCTURES_WRAP_MATH_H_
-#define NORVANE_BASIC_STRUCTURES_WRAP_MATH_H_
+#ifndef NORVANE_CORE_WRAP_MATH_H_
+#define NORVANE_CORE_WRAP_MATH_H_
 
 #include <climits>
 #include <cstdint>
@@ -55,4 +55,4 @@ inline int32_t TruncToInt(double v) {
 }  // namespace internal
 }  // namespace norvane
 
-#endif  // NORVANE_BASIC_STRUCTURES_WRAP_MATH_H_
+#endif  // NORVANE_CORE_WRAP_MATH_H_
