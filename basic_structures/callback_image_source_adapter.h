@@ -6,12 +6,16 @@
 
 #include "norvane/basic_structures/image_source_adapter.h"
 #include "norvane/basic_structures/image_source_adapter_c.h"
+#include "norvane/core/mutex.h"
+#include "norvane/core/thread_annotations.h"
 
 namespace norvane {
 namespace internal {
 
-// The callbacks and the delegate are not synchronised: set them before the adapter
-// is shared.
+// The callbacks and the delegate may be changed while other threads use the
+// adapter: each call reads the slot it needs (function and user data together)
+// under a lock of its own and runs the callback after releasing it, so a callback
+// may call back into the adapter.
 class CallbackImageSourceAdapter : public basic_structures::CImageSourceAdapter {
  public:
   CallbackImageSourceAdapter(TXP_ISA_HasNextImageToFetchFunc hasNext, void* hasNextUserData);
@@ -25,22 +29,31 @@ class CallbackImageSourceAdapter : public basic_structures::CImageSourceAdapter 
   basic_structures::CImageData* GetImage() override;
 
   // Not owned; null hands nothing on.
-  void SetDelegate(basic_structures::CImageSourceAdapter* delegate) { delegate_ = delegate; }
-  basic_structures::CImageSourceAdapter* GetDelegate() const { return delegate_; }
+  void SetDelegate(basic_structures::CImageSourceAdapter* delegate) LOCKS_EXCLUDED(slotsMutex_);
+  basic_structures::CImageSourceAdapter* GetDelegate() const LOCKS_EXCLUDED(slotsMutex_);
   void SetCallbacks(TXP_ISA_FetchingFunc start, void* startUserData, TXP_ISA_FetchingFunc stop,
                     void* stopUserData, TXP_ISA_GetImageFunc getImage, void* getImageUserData,
-                    TXP_ISA_HasNextImageToFetchFunc hasNext, void* hasNextUserData);
+                    TXP_ISA_HasNextImageToFetchFunc hasNext, void* hasNextUserData)
+      LOCKS_EXCLUDED(slotsMutex_);
 
  private:
-  basic_structures::CImageSourceAdapter* delegate_;
-  TXP_ISA_HasNextImageToFetchFunc hasNext_;
-  void* hasNextUserData_;
-  TXP_ISA_FetchingFunc start_;
-  void* startUserData_;
-  TXP_ISA_FetchingFunc stop_;
-  void* stopUserData_;
-  TXP_ISA_GetImageFunc getImage_;
-  void* getImageUserData_;
+  // A callback slot as read at one moment: the function with its own user data.
+  template <typename F>
+  struct Slot {
+    F function;
+    void* userData;
+  };
+
+  basic_structures::CImageSourceAdapter* delegate_ GUARDED_BY(slotsMutex_);
+  TXP_ISA_HasNextImageToFetchFunc hasNext_ GUARDED_BY(slotsMutex_);
+  void* hasNextUserData_ GUARDED_BY(slotsMutex_);
+  TXP_ISA_FetchingFunc start_ GUARDED_BY(slotsMutex_);
+  void* startUserData_ GUARDED_BY(slotsMutex_);
+  TXP_ISA_FetchingFunc stop_ GUARDED_BY(slotsMutex_);
+  void* stopUserData_ GUARDED_BY(slotsMutex_);
+  TXP_ISA_GetImageFunc getImage_ GUARDED_BY(slotsMutex_);
+  void* getImageUserData_ GUARDED_BY(slotsMutex_);
+  mutable Mutex slotsMutex_;  // a leaf lock: never held while calling out
 };
 
 // A new tag built from the record (null for a null record or an unknown type).

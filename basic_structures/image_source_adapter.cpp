@@ -22,9 +22,10 @@ int TagId(const CImageData* image) {
 }
 }  // namespace
 
-// The buffer proper. Values read without the lock are relaxed atomics: they carry
-// no ordering, only freedom from torn reads; everything that must be consistent
-// with the queue is decided under `mutex`.
+// The buffer proper. Values that getters read without the lock are relaxed atomics:
+// they carry no ordering, only freedom from torn reads. Everything that must be
+// consistent with the queue (the maximum, the fetching flag, the protected id) is
+// read under `mutex` wherever it decides what happens to an image.
 class CImageSourceAdapter::CImageSourceAdapterInner {
  public:
   CImageSourceAdapterInner(BufferOverflowProtectionMode mode, uint32_t maxCount)
@@ -42,10 +43,13 @@ class CImageSourceAdapter::CImageSourceAdapterInner {
   void AddImageToBuffer(CImageData* image) LOCKS_EXCLUDED(mutex) {
     std::unique_ptr<CImageData> incoming(image);
     std::unique_ptr<CImageData> dropped;  // deleted after the lock is released
-    if (maxImageCount.load(std::memory_order_relaxed) == 0 || !IsFetching()) return;
     MutexLock lock(&mutex);
-    const size_t n = images.size();
+    // The maximum and the flag are read once, under the lock, and decide everything
+    // below: read before it, a maximum changed to 0 in between would reach the full
+    // buffer branch with an empty queue.
     const size_t m = maxImageCount.load(std::memory_order_relaxed);
+    if (m == 0 || !isFetching.load(std::memory_order_relaxed)) return;
+    const size_t n = images.size();
     if (n > m) return;
     if (n < m) {
       PushBack(incoming.release());
@@ -183,8 +187,8 @@ class CImageSourceAdapter::CImageSourceAdapterInner {
   Mutex mutex;
   CondVar condition;  // waited on only by BOPM_BLOCK producers
   std::atomic<int32_t> overflowMode;
-  std::atomic<uint32_t> maxImageCount;  // written under the lock, read with or without
-  std::atomic<bool> isFetching;         // written under the lock, read with or without
+  std::atomic<uint32_t> maxImageCount;  // written under the lock; unlocked only by getters
+  std::atomic<bool> isFetching;         // written under the lock; unlocked only by getters
   int protectedImageId GUARDED_BY(mutex);
   std::atomic<int32_t> colourChannelUsageType;
   std::atomic<size_t> imageCount;  // images.size(), for readers that do not lock

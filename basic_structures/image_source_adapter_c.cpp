@@ -32,34 +32,62 @@ CallbackImageSourceAdapter::CallbackImageSourceAdapter(TXP_ISA_HasNextImageToFet
 CallbackImageSourceAdapter::~CallbackImageSourceAdapter() = default;
 
 bool CallbackImageSourceAdapter::HasNextImageToFetch() const {
-  if (delegate_ != nullptr) return delegate_->HasNextImageToFetch();
-  return hasNext_ != nullptr && hasNext_(hasNextUserData_);
+  CImageSourceAdapter* delegate;
+  Slot<TXP_ISA_HasNextImageToFetchFunc> hasNext;
+  {
+    MutexLock lock(&slotsMutex_);
+    delegate = delegate_;
+    hasNext = {hasNext_, hasNextUserData_};
+  }
+  if (delegate != nullptr) return delegate->HasNextImageToFetch();
+  return hasNext.function != nullptr && hasNext.function(hasNext.userData);
 }
 
 void CallbackImageSourceAdapter::StartFetching() {
-  if (delegate_ != nullptr) {
-    delegate_->StartFetching();
-  } else if (start_ != nullptr) {
-    start_(startUserData_);
+  CImageSourceAdapter* delegate;
+  Slot<TXP_ISA_FetchingFunc> start;
+  {
+    MutexLock lock(&slotsMutex_);
+    delegate = delegate_;
+    start = {start_, startUserData_};
+  }
+  if (delegate != nullptr) {
+    delegate->StartFetching();
+  } else if (start.function != nullptr) {
+    start.function(start.userData);
   } else {
     CImageSourceAdapter::StartFetching();
   }
 }
 
 void CallbackImageSourceAdapter::StopFetching() {
-  if (delegate_ != nullptr) {
-    delegate_->StopFetching();
-  } else if (stop_ != nullptr) {
-    stop_(stopUserData_);
+  CImageSourceAdapter* delegate;
+  Slot<TXP_ISA_FetchingFunc> stop;
+  {
+    MutexLock lock(&slotsMutex_);
+    delegate = delegate_;
+    stop = {stop_, stopUserData_};
+  }
+  if (delegate != nullptr) {
+    delegate->StopFetching();
+  } else if (stop.function != nullptr) {
+    stop.function(stop.userData);
   } else {
     CImageSourceAdapter::StopFetching();
   }
 }
 
 CImageData* CallbackImageSourceAdapter::GetImage() {
-  if (delegate_ != nullptr) return delegate_->GetImage();
-  if (getImage_ == nullptr) return CImageSourceAdapter::GetImage();
-  TXP_ImageData* record = getImage_(getImageUserData_);
+  CImageSourceAdapter* delegate;
+  Slot<TXP_ISA_GetImageFunc> getImage;
+  {
+    MutexLock lock(&slotsMutex_);
+    delegate = delegate_;
+    getImage = {getImage_, getImageUserData_};
+  }
+  if (delegate != nullptr) return delegate->GetImage();
+  if (getImage.function == nullptr) return CImageSourceAdapter::GetImage();
+  TXP_ImageData* record = getImage.function(getImage.userData);
   if (record == nullptr) return nullptr;
   // The record was handed over: it goes back through its release function even when
   // the copy fails.
@@ -72,11 +100,22 @@ CImageData* CallbackImageSourceAdapter::GetImage() {
   return ImageFromRecord(*record);
 }
 
+void CallbackImageSourceAdapter::SetDelegate(CImageSourceAdapter* delegate) {
+  MutexLock lock(&slotsMutex_);
+  delegate_ = delegate;
+}
+
+CImageSourceAdapter* CallbackImageSourceAdapter::GetDelegate() const {
+  MutexLock lock(&slotsMutex_);
+  return delegate_;
+}
+
 void CallbackImageSourceAdapter::SetCallbacks(TXP_ISA_FetchingFunc start, void* startUserData,
                                               TXP_ISA_FetchingFunc stop, void* stopUserData,
                                               TXP_ISA_GetImageFunc getImage, void* getImageUserData,
                                               TXP_ISA_HasNextImageToFetchFunc hasNext,
                                               void* hasNextUserData) {
+  MutexLock lock(&slotsMutex_);
   start_ = start;
   startUserData_ = startUserData;
   stop_ = stop;
@@ -237,9 +276,10 @@ R GuardedValue(TXP_ImageSourceAdapter* adapter, R fallback, F f) {
 TXP_ImageData* GetImageRecord(TXP_ImageSourceAdapter* adapter, bool native) {
   return GuardedValue<TXP_ImageData*>(adapter, nullptr, [&]() -> TXP_ImageData* {
     CallbackImageSourceAdapter* self = FromHandle(adapter);
+    norvane::basic_structures::CImageSourceAdapter* delegate = self->GetDelegate();  // read once
     CImageData* image;
-    if (self->GetDelegate() != nullptr) {
-      image = self->GetDelegate()->GetImage();
+    if (delegate != nullptr) {
+      image = delegate->GetImage();
     } else if (native) {
       image = self->CImageSourceAdapter::GetImage();
     } else {
@@ -410,8 +450,9 @@ TXP_ImageData* TXP_ISA_GetImage(TXP_ImageSourceAdapter* adapter) {
 int TXP_ISA_NativeStartFetching(TXP_ImageSourceAdapter* adapter) {
   return Guarded(adapter, [&] {
     CallbackImageSourceAdapter* self = FromHandle(adapter);
-    if (self->GetDelegate() != nullptr) {
-      self->GetDelegate()->StartFetching();
+    norvane::basic_structures::CImageSourceAdapter* delegate = self->GetDelegate();  // read once
+    if (delegate != nullptr) {
+      delegate->StartFetching();
     } else {
       self->CImageSourceAdapter::StartFetching();
     }
@@ -422,8 +463,9 @@ int TXP_ISA_NativeStartFetching(TXP_ImageSourceAdapter* adapter) {
 int TXP_ISA_NativeStopFetching(TXP_ImageSourceAdapter* adapter) {
   return Guarded(adapter, [&] {
     CallbackImageSourceAdapter* self = FromHandle(adapter);
-    if (self->GetDelegate() != nullptr) {
-      self->GetDelegate()->StopFetching();
+    norvane::basic_structures::CImageSourceAdapter* delegate = self->GetDelegate();  // read once
+    if (delegate != nullptr) {
+      delegate->StopFetching();
     } else {
       self->CImageSourceAdapter::StopFetching();
     }

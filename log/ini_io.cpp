@@ -1,11 +1,14 @@
 #include "norvane/log/ini_io.h"
 
-#include <stdio.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
 #include <locale>
 #include <sstream>
 
@@ -21,31 +24,46 @@ std::string Trim(const char* begin, const char* end) {
   return std::string(begin, end);
 }
 
-// Reads a text file line by line; each line (without its '\n') may be of any
-// length, and a NUL byte ends what is seen of it.
-class LineReader {
+// Closes a descriptor when it goes out of scope.
+class FileDescriptor {
  public:
-  explicit LineReader(FILE* file) : file_(file) {}
-  ~LineReader() {
-    std::free(buffer_);
-    std::fclose(file_);
+  explicit FileDescriptor(int fd) : fd_(fd) {}
+  ~FileDescriptor() {
+    if (fd_ >= 0) close(fd_);
   }
-  LineReader(const LineReader&) = delete;
-  LineReader& operator=(const LineReader&) = delete;
-
-  // False at end of file.
-  bool Next(std::string* line) {
-    if (getline(&buffer_, &capacity_, file_) < 0) return false;
-    line->assign(buffer_, std::char_traits<char>::length(buffer_));
-    if (!line->empty() && line->back() == '\n') line->pop_back();
-    return true;
-  }
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  int get() const { return fd_; }
 
  private:
-  FILE* const file_;
-  char* buffer_ = nullptr;
-  size_t capacity_ = 0;
+  const int fd_;
 };
+
+// The whole content of the regular file at `path`, read with a bound: false for a
+// path that cannot be opened, anything that is not a regular file (a directory, a
+// device such as /dev/zero, a FIFO, a socket), a file over `limit` bytes, also one
+// that grows past it while being read, and a read error. The file is opened
+// non-blocking, so a FIFO without a writer is refused at once instead of waiting.
+bool ReadRegularFile(const std::string& path, size_t limit, std::string* content) {
+  FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (file.get() < 0) return false;
+  struct stat status;
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (status.st_size < 0 || static_cast<uint64_t>(status.st_size) > limit) return false;
+  content->clear();
+  content->reserve(static_cast<size_t>(status.st_size));
+  char chunk[4096];
+  for (;;) {
+    const ssize_t n = read(file.get(), chunk, sizeof(chunk));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (n == 0) return true;
+    if (static_cast<size_t>(n) > limit - content->size()) return false;
+    content->append(chunk, static_cast<size_t>(n));
+  }
+}
 
 template <typename T>
 T ReadNumber(const std::string& text) {
@@ -65,15 +83,20 @@ INI_IO::~INI_IO() = default;
 
 bool INI_IO::Load(const std::string& path) {
   path_ = path;
-  FILE* file = std::fopen(path.c_str(), "r");
-  if (file == nullptr) return false;
+  std::string content;
+  if (!ReadRegularFile(path, kMaxFileSize, &content)) return false;
 
-  LineReader reader(file);
   std::string current;
-  std::string raw;
-  while (reader.Next(&raw)) {
-    const char* begin = raw.data();
-    const char* end = begin + raw.size();
+  const char* next = content.data();
+  const char* const stop = next + content.size();
+  while (next < stop) {
+    // One line without its '\n'; as text, it ends at a NUL byte.
+    const char* begin = next;
+    const char* newline = static_cast<const char*>(std::memchr(begin, '\n', stop - begin));
+    const char* end = newline != nullptr ? newline : stop;
+    next = newline != nullptr ? newline + 1 : stop;
+    if (const void* nul = std::memchr(begin, '\0', end - begin)) end = static_cast<const char*>(nul);
+
     std::string line = Trim(begin, end);
     if (line.empty() || line[0] == ';') continue;
     if (line[0] == '[') {

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "basic_structures/callback_image_source_adapter.h"
@@ -148,6 +150,89 @@ TEST(ImageSourceAdapterC, ErrorListenerForwardsToItsCallback) {
   TXP_ImageSourceErrorListener* mute = TXP_IEL_CreateImageSourceErrorListener(nullptr);
   reinterpret_cast<CImageSourceErrorListener*>(mute)->OnErrorReceived(-1, "");
   TXP_IEL_DestroyImageSourceErrorListener(mute);
+}
+
+// The maximum flips between 0 and 1 while producers add records and a consumer takes
+// them, in both overflow modes. Every record handed in comes back through its
+// release function once; the copies the buffer drops or hands out are freed once
+// (the sanitizers see to that).
+TEST(ImageSourceAdapterC, MaximumChangingUnderProducersAndConsumer) {
+  constexpr int kProducers = 2;
+  constexpr int kRecordsEach = 4000;
+  for (int mode : {1, 0}) {
+    SCOPED_TRACE(mode);
+    TXP_ImageSourceAdapterHandle* handle =
+        TXP_ISA_CreateBaseImageSourceAdapter([](void*) { return true; }, nullptr);
+    ASSERT_NE(handle, nullptr);
+    TXP_ImageSourceAdapter* adapter = handle->adapter;
+    EXPECT_EQ(TXP_ISA_SetBufferOverflowProtectionMode(adapter, mode), 0);
+    EXPECT_EQ(TXP_ISA_StartFetching(adapter), 0);
+    std::atomic<int> released(0);
+    std::atomic<int> failedAdds(0);
+    std::atomic<int> producersLeft(kProducers);
+    std::vector<std::thread> threads;
+    for (int p = 0; p < kProducers; ++p) {
+      threads.emplace_back([&] {
+        const unsigned char pixels[6] = {1, 2, 3, 4, 5, 6};
+        for (int i = 0; i < kRecordsEach; ++i) {
+          TXP_ImageData* record = TXP_CreateImageData(
+              sizeof(pixels), pixels, 3, 2, 3, 2, 0, nullptr, &released,
+              [](TXP_ImageData* r, void* counter) {
+                static_cast<std::atomic<int>*>(counter)->fetch_add(1);
+                TXP_DestoryImageData(r);
+              });
+          if (TXP_ISA_AddImageToBuffer(adapter, record) != 0) failedAdds.fetch_add(1);
+        }
+        producersLeft.fetch_sub(1);
+      });
+    }
+    threads.emplace_back([&] {
+      // A producer blocked on a maximum of 0 is let in by the next change.
+      for (int n = 0; producersLeft.load() > 0; ++n) TXP_ISA_SetMaxImageCount(adapter, n & 1);
+    });
+    int wrong = 0;  // records handed out whose pixels are not the ones added
+    while (producersLeft.load() > 0 || !TXP_ISA_IsBufferEmpty(adapter)) {
+      TXP_ImageData* record = TXP_ISA_GetImage(adapter);
+      if (record == nullptr) {
+        std::this_thread::yield();
+        continue;
+      }
+      wrong += std::memcmp(record->bytes, "\1\2\3\4\5\6", 6) == 0 ? 0 : 1;
+      record->release(record, record->userData);
+    }
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(failedAdds.load(), 0);
+    EXPECT_EQ(released.load(), kProducers * kRecordsEach);
+    EXPECT_EQ(wrong, 0);
+    TXP_ISA_DestroyBaseImageSourceAdapter(handle);
+  }
+}
+
+// One thread swaps the callbacks while another calls through them: every call sees a
+// function together with the user data set with it.
+TEST(ImageSourceAdapterC, CallbacksSwappedWhileInUse) {
+  static int a = 0, b = 0;
+  const TXP_ISA_HasNextImageToFetchFunc isA = [](void* data) { return data == &a; };
+  const TXP_ISA_HasNextImageToFetchFunc isB = [](void* data) { return data == &b; };
+  TXP_ImageSourceAdapterHandle* handle = TXP_ISA_CreateBaseImageSourceAdapter(isA, &a);
+  ASSERT_NE(handle, nullptr);
+  TXP_ImageSourceAdapter* adapter = handle->adapter;
+  std::atomic<bool> done(false);
+  std::thread swapper([&] {
+    for (int n = 0; !done.load(); ++n) {
+      TXP_ISA_SetBaseImageSourceAdapterFunc(adapter, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                            nullptr, nullptr, nullptr, n % 2 ? isB : isA,
+                                            n % 2 ? &b : &a);
+    }
+  });
+  int mixed = 0;
+  for (int i = 0; i < 20000; ++i) mixed += TXP_ISA_HasNextImageToFetch(adapter) ? 0 : 1;
+  done.store(true);
+  swapper.join();
+  EXPECT_EQ(mixed, 0);
+  // No start callback is set: fetching starts in the buffer itself.
+  EXPECT_EQ(TXP_ISA_StartFetching(adapter), 0);
+  TXP_ISA_DestroyBaseImageSourceAdapter(handle);
 }
 
 }  // namespace

@@ -210,23 +210,30 @@ TEST(CImageSourceAdapter, CopiesOfferedImagesWithBytesAndTag) {
   EXPECT_EQ(gotTag->GetCropRegion()->right, 3);
 }
 
-// Producers and one consumer over real threads. Each image's bytes must be freed
-// exactly once, whether the consumer got the image or the buffer dropped it.
-void RunProducersAndConsumer(BufferOverflowProtectionMode mode, int maxCount) {
+// Producers and one consumer over real threads, optionally with a third thread that
+// keeps changing the maximum (0 included) while they run. Each image's bytes must be
+// freed exactly once, whether the consumer got the image or the buffer dropped it.
+struct ThreadedRun {
+  BufferOverflowProtectionMode mode;
+  int maxCount;
+  bool changingMaximum;
+};
+
+void RunProducersAndConsumer(const ThreadedRun& run) {
   constexpr int kProducers = 4;
-  constexpr int kFramesEach = 5000;
+  constexpr int kFramesEach = 3000;
   constexpr int kTotal = kProducers * kFramesEach;
   static_assert(kTotal <= kMaxIds, "");
   ResetFreed();
   std::vector<std::atomic<int>> delivered(kTotal);
   TestAdapter adapter;
-  adapter.SetBufferOverflowProtectionMode(mode);
-  adapter.SetMaxImageCount(maxCount);
+  adapter.SetBufferOverflowProtectionMode(run.mode);
+  adapter.SetMaxImageCount(run.maxCount);
   adapter.StartFetching();
   std::atomic<int> producersLeft(kProducers);
-  std::vector<std::thread> producers;
+  std::vector<std::thread> threads;
   for (int p = 0; p < kProducers; ++p) {
-    producers.emplace_back([&, p] {
+    threads.emplace_back([&, p] {
       for (int i = 0; i < kFramesEach; ++i) {
         const int id = p * kFramesEach + i;
         if (i % 2 == 0) {
@@ -240,6 +247,14 @@ void RunProducersAndConsumer(BufferOverflowProtectionMode mode, int maxCount) {
       producersLeft.fetch_sub(1);
     });
   }
+  if (run.changingMaximum) {
+    // Runs until the producers are done: a producer blocked on a maximum of 0 is let
+    // in by a later change.
+    threads.emplace_back([&] {
+      for (unsigned n = 0; producersLeft.load() > 0; ++n) adapter.SetMaxImageCount(n % 4);
+      adapter.SetMaxImageCount(run.maxCount);
+    });
+  }
   int gotCount = 0;
   for (;;) {
     const bool finished = producersLeft.load() == 0;
@@ -250,27 +265,35 @@ void RunProducersAndConsumer(BufferOverflowProtectionMode mode, int maxCount) {
       continue;
     }
     const int id = IdOf(image);
-    ASSERT_EQ(BytesId(image->GetBytes()), id);
+    EXPECT_EQ(BytesId(image->GetBytes()), id);  // not ASSERT: the threads must be joined
     delivered[id].fetch_add(1);
     ++gotCount;
     delete image;
   }
-  for (auto& t : producers) t.join();
-  EXPECT_TRUE(adapter.IsBufferEmpty());
+  for (auto& t : threads) t.join();
+  EXPECT_TRUE(Drain(adapter).empty());
   for (int id = 0; id < kTotal; ++id) {
     ASSERT_LE(delivered[id].load(), 1) << id;
     ASSERT_EQ(g_freed[id].load(), 1) << id;  // one owner freed every image exactly once
   }
-  // Blocking never drops an image while fetching.
-  if (mode == BOPM_BLOCK) {
+  // Blocking never drops an image while fetching, unless the maximum shrinks.
+  if (run.mode == BOPM_BLOCK && !run.changingMaximum) {
     EXPECT_EQ(gotCount, kTotal);
   }
-  EXPECT_GT(gotCount, 0);
 }
 
 TEST(CImageSourceAdapter, ProducersAndConsumerInBothModes) {
-  RunProducersAndConsumer(BOPM_APPEND, 3);
-  RunProducersAndConsumer(BOPM_BLOCK, 2);
+  const ThreadedRun runs[] = {
+      {BOPM_APPEND, 3, false},
+      {BOPM_BLOCK, 2, false},
+      {BOPM_APPEND, 1, true},
+      {BOPM_BLOCK, 1, true},
+  };
+  for (const ThreadedRun& run : runs) {
+    SCOPED_TRACE(testing::Message() << "mode " << run.mode << ", maximum " << run.maxCount
+                                    << (run.changingMaximum ? ", changing" : ""));
+    RunProducersAndConsumer(run);
+  }
 }
 
 TEST(CImageSourceAdapter, StopFetchingAndGetImageReleaseBlockedProducers) {

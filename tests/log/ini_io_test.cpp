@@ -1,6 +1,7 @@
 #include "norvane/log/ini_io.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <map>
 #include <random>
@@ -8,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "norvane/log/log.h"
 #include "test_support/temp_dir.h"
 
 namespace norvane {
@@ -107,7 +109,7 @@ TEST(IniIo, TypedGettersUseDefaultsOnlyForAbsentKeys) {
   EXPECT_FALSE(ini.GetBool("s", "missing", false));
 }
 
-TEST(IniIo, LongLinesBinaryBytesAndMissingFiles) {
+TEST(IniIo, LongLinesAndBinaryBytes) {
   TempDir dir;
   const std::string longValue(5000, 'v');
   const std::string longComment = ";" + std::string(4999, 'c') + "=x";
@@ -121,14 +123,51 @@ TEST(IniIo, LongLinesBinaryBytesAndMissingFiles) {
   // The comment stays one comment however long it is.
   EXPECT_EQ(ini.GetSectionEntries("s").size(), 4u);
 
-  INI_IO missing;
-  EXPECT_FALSE(missing.Load(dir / "does-not-exist.ini"));
-  EXPECT_EQ(missing.GetPath(), dir / "does-not-exist.ini");
-  EXPECT_EQ(missing.GetInt("BARCODECONFIG", "Level", 3), 3);
-  EXPECT_TRUE(missing.GetSectionEntries("").empty());
-
   INI_IO empty = LoadText(dir, "");
   EXPECT_TRUE(empty.GetSectionEntries("").empty());
+}
+
+// Whatever the path names, Load() ends at once with false, reads no more than the
+// bound, keeps what an earlier load read, and the log stays unconfigured. A file of
+// exactly the bound still loads.
+TEST(IniIo, RefusesWhatIsNotABoundedRegularFile) {
+  TempDir dir;
+  const std::string fifo = dir / "fifo.ini";  // no writer: a blocking open would hang
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  // "[s]\nk = 2\n" padded with a comment line to `size` bytes.
+  auto paddedFile = [&](const std::string& name, size_t size) {
+    const std::string head = "[s]\nk = 2\n;";
+    WriteFile(dir / name, head + std::string(size - head.size(), 'c'));
+    return dir / name;
+  };
+  const std::string atBound = paddedFile("at_bound.ini", INI_IO::kMaxFileSize);
+  const std::string overBound = paddedFile("over_bound.ini", INI_IO::kMaxFileSize + 1);
+  WriteFile(dir / "first.ini", "[s]\nk = 1\n");
+
+  const struct {
+    std::string path;
+    bool loads;
+  } cases[] = {
+      {dir.path(), false},  // a directory
+      {"/dev/zero", false},  // one endless line
+      {fifo, false},
+      {overBound, false},
+      {dir / "does-not-exist.ini", false},
+      {atBound, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.path);
+    INI_IO ini;
+    ASSERT_TRUE(ini.Load(dir / "first.ini"));
+    EXPECT_EQ(ini.Load(c.path), c.loads);
+    EXPECT_EQ(ini.GetPath(), c.path);
+    EXPECT_EQ(ini.GetSectionEntries("s"), (Entries{{"k", c.loads ? "2" : "1"}}));
+    EXPECT_EQ(ini.GetSectionEntries("").size(), 0u);
+
+    TQLog log;
+    log.InitLog(c.path.c_str());
+    EXPECT_EQ(log.IsInitialized(), c.loads);
+  }
 }
 
 // Random files written the way people write them (padding, CRLF, comments, repeated

@@ -9,10 +9,12 @@
 // wait until GetImage takes an image or StopFetching is called. While not fetching
 // (the initial state), offered images are deleted at once.
 //
-// Thread safety: every operation may be called from any thread. The buffer is
-// guarded by one internal mutex; the mode, colour usage, maximum and count are read
-// without it and may be a moment out of date. Images are deleted outside the lock,
-// so a deleter may call back into the adapter. The error listener is not owned.
+// Thread safety: every operation may be called from any thread. The buffer, the
+// maximum, the fetching state and the protected id are guarded by one internal mutex
+// wherever they decide what happens to an image; the getters of the mode, colour
+// usage, maximum and count read without it and may be a moment out of date. Images
+// are deleted outside the lock, so a deleter may call back into the adapter. The
+// error listener is not owned.
 #ifndef NORVANE_BASIC_STRUCTURES_IMAGE_SOURCE_ADAPTER_H_
 #define NORVANE_BASIC_STRUCTURES_IMAGE_SOURCE_ADAPTER_H_
 

@@ -5,9 +5,10 @@
  * handle's `adapter` pointer. Images go in and out as TXP_ImageData records
  * (image_data_c.h). No function throws. With a null adapter, functions that return
  * an int return -10002 (EC_NULL_POINTER), those that return a bool or a pointer
- * return false or null, and the others do nothing. Operations other than the
- * callback setter are as thread-safe as those of the C++ adapter; set the callbacks
- * before the adapter is shared between threads.
+ * return false or null, and the others do nothing. Every operation is as
+ * thread-safe as those of the C++ adapter, the callback setter included: a call
+ * runs either the callbacks set before or those set after a concurrent change,
+ * each with its own user data, never a mix.
  *
  * Ownership: a record given to TXP_ISA_AddImageToBuffer is copied and then handed
  * back through its release function (only on success: on an error the record stays

@@ -8,7 +8,11 @@
 //    a repeated header reopens the section;
 //  - any other line is split at its first '=' into a trimmed key and a trimmed value
 //    (a line without '=' is a key with the empty value); a repeated key keeps the
-//    last value. Lines may end in "\r\n" and may be of any length.
+//    last value. Lines may end in "\r\n" and may be of any length; a NUL byte ends
+//    what is seen of a line.
+// Only a regular file of at most kMaxFileSize bytes is read; anything else (a
+// directory, a device, a FIFO, a larger file) makes Load() fail at once, without
+// blocking and without reading more than that bound.
 // The typed getters return the default only when the section or key is absent; a
 // present value that does not read as a number gives 0.
 //
@@ -17,6 +21,7 @@
 #ifndef NORVANE_LOG_INI_IO_H_
 #define NORVANE_LOG_INI_IO_H_
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <utility>
@@ -34,8 +39,13 @@ class NORVANE_API INI_IO {
   // Not virtual: an INI_IO is used by value, never deleted through a base pointer.
   ~INI_IO();
 
+  // The largest file Load() reads.
+  static constexpr size_t kMaxFileSize = 1 << 20;
+
   // Stores the path and parses the file, adding to what earlier loads read. False
-  // when the file cannot be opened (nothing changes then but the stored path).
+  // when the file cannot be opened, is not a regular file, is larger than
+  // kMaxFileSize or cannot be read to its end; nothing changes then but the stored
+  // path.
   virtual bool Load(const std::string& path);
   virtual std::string GetString(const std::string& section, const std::string& key,
                                 const std::string& defaultValue) const;

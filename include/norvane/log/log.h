@@ -59,8 +59,10 @@ class NORVANE_API TQLog : public SyncObject {
   TQLog(const TQLog&) = delete;
   TQLog& operator=(const TQLog&) = delete;
 
-  // Configures from the INI file unless already configured. A file that cannot be
-  // opened leaves the log unconfigured, so a later call may try again.
+  // Configures from the INI file unless already configured. A file that INI_IO::Load
+  // refuses (missing, unreadable, not a regular file, larger than
+  // INI_IO::kMaxFileSize) leaves the log unconfigured, IsInitialized() false, so a
+  // later call may try again.
   void InitLog(const char* iniPath);
   // InitLog with "/etc/NorvaneLogConfig.ini" unless already configured; the
   // library path is not used.
