@@ -14,14 +14,14 @@ BASE_PKGS=(
   libbenchmark-dev                  # benchmarks
   libspdlog-dev                     # benchmarks only: the log benchmark's baseline
   libyuv-dev                        # speed anchor of the pixel-conversion benchmarks
-  libstb-dev zlib1g-dev libwebp-dev # norvane-capture: image files in, PNG image logs out
+  libstb-dev zlib1g-dev libwebp-dev libturbojpeg0-dev # norvane-capture: image files in, PNG image logs out
   libzxing-dev libopencv-imgproc-dev  # the barcode module: decoder, candidate regions
   dpkg-dev fakeroot file lintian    # scripts/package.sh: Debian packages and their checks
   python3-pip python3-venv python3-setuptools python3-wheel python3-numpy  # the Python package
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf
-                   libasan8:armhf libubsan1:armhf libwebp-dev:armhf)
+                   libasan8:armhf libubsan1:armhf libwebp-dev:armhf libturbojpeg0-dev:armhf)
 
 missing_packages() {
   local p

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <turbojpeg.h>
 #include <unistd.h>
 #include <webp/decode.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -41,7 +43,6 @@ unsigned char* DeflateWithZlib(unsigned char* data, int length, int* outLength, 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #define STBI_ONLY_PNG
-#define STBI_ONLY_JPEG
 #define STBI_ONLY_PNM
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
@@ -106,6 +107,46 @@ CImageData* NewImage(const std::string& path, int imageId, unsigned char* bytes,
                         channels == 1 ? norvane::basic_structures::IPF_GRAYSCALE
                                       : norvane::basic_structures::IPF_BGR_888,  // memory R, G, B
                         0, &tag);
+}
+
+bool IsJpeg(const unsigned char* data, size_t size) {
+  return size >= 3 && data[0] == 0xff && data[1] == 0xd8 && data[2] == 0xff;
+}
+
+void FreeTurboJpegBytes(const unsigned char* bytes) { tjFree(const_cast<unsigned char*>(bytes)); }
+
+// JPEG through libjpeg-turbo, which stands up to damaged files better than
+// stb_image's decoder (whose Huffman tables overflow on some).
+ImageFile DecodeJpeg(const unsigned char* data, size_t size, const std::string& path, int imageId,
+                     unsigned long long maxPixels) {
+  if (size > static_cast<size_t>(kMaxFileBytes)) return Unreadable("too large");
+  std::unique_ptr<void, int (*)(tjhandle)> decoder(tjInitDecompress(), &tjDestroy);
+  if (decoder == nullptr) return Unreadable("out of memory");
+  const unsigned long length = static_cast<unsigned long>(size);
+  int w = 0, h = 0, subsampling = 0, colourspace = 0;
+  if (tjDecompressHeader3(decoder.get(), data, length, &w, &h, &subsampling, &colourspace) != 0 ||
+      w <= 0 || h <= 0) {
+    return Unreadable(std::string("bad JPEG: ") + tjGetErrorStr2(decoder.get()));
+  }
+  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
+    return Refused(w, h, maxPixels);
+  const bool grey = colourspace == TJCS_GRAY;
+  const int channels = grey ? 1 : 3;
+  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) * channels >
+      static_cast<unsigned long long>(INT_MAX))
+    return Unreadable("too large to decode");
+  unsigned char* bytes = tjAlloc(w * h * channels);
+  if (bytes == nullptr) return Unreadable("out of memory");
+  if (tjDecompress2(decoder.get(), data, length, bytes, w, w * channels, h,
+                    grey ? TJPF_GRAY : TJPF_RGB, 0) != 0 &&
+      tjGetErrorCode(decoder.get()) == TJERR_FATAL) {
+    const std::string reason = tjGetErrorStr2(decoder.get());
+    tjFree(bytes);
+    return Unreadable("bad JPEG: " + reason);
+  }
+  ImageFile file;
+  file.image = NewImage(path, imageId, bytes, &FreeTurboJpegBytes, w, h, channels);
+  return file;
 }
 
 bool IsWebp(const unsigned char* data, size_t size) {
@@ -281,6 +322,7 @@ ImageFile DecodeImage(const unsigned char* data, size_t size, const std::string&
                       unsigned long long maxPixels) {
   if (data == nullptr || size == 0) return Unreadable("empty file");
   if (IsWebp(data, size)) return DecodeWebp(data, size, path, imageId, maxPixels);
+  if (IsJpeg(data, size)) return DecodeJpeg(data, size, path, imageId, maxPixels);
   return DecodeWithStb(data, size, path, imageId, maxPixels);
 }
 
