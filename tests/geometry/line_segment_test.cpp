@@ -7,6 +7,8 @@
 #include <climits>
 #include <cmath>
 #include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "geometry/angle_table.h"
@@ -53,46 +55,43 @@ TEST(SegmentAngle, TableMatchesArctangentRuleEverywhere) {
   }
 }
 
+// Everything a segment answers from its caches: start end angle length pixels middle.
+std::string State(const Seg& s) {
+  std::ostringstream out;
+  const Pt &a = s.GetStartPoint(), &b = s.GetEndPoint(), &m = s.GetMiddlePoint();
+  out << a.x << "," << a.y << " " << b.x << "," << b.y << " " << s.CalcAngle() << " "
+      << s.GetRealLength() << " " << s.GetPixelCount() << " " << m.x << "," << m.y;
+  return out.str();
+}
+
 TEST(SegmentCaches, EachMutationResetsExactlyItsGroups) {
   // A point changed through the writable accessor leaves the caches stale, which
-  // shows which caches an operation keeps. Swapping turns the cached angle and keeps
-  // the length; the equation is recomputed for (0,10) -> (0,0).
+  // shows which caches an operation keeps: swapping turns the cached angle and keeps
+  // the length and pixels, and recomputes the middle and the equation.
   Seg s(Pt(0, 0), Pt(10, 0));
-  EXPECT_EQ(s.CalcAngle(), 0);
-  EXPECT_FLOAT_EQ(s.GetRealLength(), 10.0f);
+  EXPECT_EQ(State(s), "0,0 10,0 0 10 11 5,0");
   s.GetEndPoint() = Pt(0, 10);
   s.SwapVertices();
-  EXPECT_EQ(s.CalcAngle(), 180);  // not recomputed (which would be 270)
-  EXPECT_FLOAT_EQ(s.GetRealLength(), 10.0f);
+  EXPECT_EQ(State(s), "0,10 0,0 180 10 11 0,5");  // a fresh angle would be 270
   EXPECT_EQ(s.CalcX(5), 0.0f);
   // Copies take the caches as they are; the base-class constructor starts afresh.
   EXPECT_EQ(Seg(s).CalcAngle(), 180);
   EXPECT_EQ(Seg(static_cast<const TQ_LineSegment&>(s)).CalcAngle(), 270);
   s.SetVertices(Pt(0, 0), Pt(-3, 0));  // setters reset everything
-  EXPECT_EQ(s.CalcAngle(), 180);
-  EXPECT_FLOAT_EQ(s.GetRealLength(), 3.0f);
+  EXPECT_EQ(State(s), "0,0 -3,0 180 3 4 -2,0");
+  s.SetEndPoint(Pt(10, 0));
+  EXPECT_EQ(State(s), "0,0 10,0 0 10 11 5,0");
 
   // Moves, turns and stretches recompute what they change.
-  s.SetEndPoint(Pt(10, 0));
-  EXPECT_EQ(s.CalcAngle(), 0);
   EXPECT_EQ(s.CalcY(3), 0.0f);
   s.TranslateBasedOnDirection(LSTD_DOWN, 4);
   EXPECT_EQ(s.CalcY(3), 4.0f);
-  EXPECT_EQ(s.GetMiddlePoint(), Pt(5, 4));
+  EXPECT_EQ(State(s), "0,4 10,4 0 10 11 5,4");
   EXPECT_TRUE(s.Rotate(LSPA_START, 90));
-  EXPECT_EQ(s.GetEndPoint(), Pt(0, 14));
-  EXPECT_EQ(s.CalcAngle(), 90);
-  EXPECT_EQ(s.GetMiddlePoint(), Pt(0, 9));
-  EXPECT_FALSE(s.Rotate(LSPA_START, 0));
-  EXPECT_FALSE(s.Rotate(LSPA_MIDDLE, 360));
-  EXPECT_FLOAT_EQ(s.GetRealLength(), 10.0f);
-  EXPECT_EQ(s.GetPixelCount(), 11);
+  EXPECT_FALSE(s.Rotate(LSPA_START, 0) || s.Rotate(LSPA_MIDDLE, 360));
+  EXPECT_EQ(State(s), "0,4 0,14 90 10 11 0,9");
   s.StretchLength(LSPA_MIDDLE, 10, LSLTM_BY_LENGTH);
-  EXPECT_EQ(s.GetStartPoint(), Pt(0, -1));
-  EXPECT_EQ(s.GetEndPoint(), Pt(0, 19));
-  EXPECT_FLOAT_EQ(s.GetRealLength(), 20.0f);
-  EXPECT_EQ(s.GetPixelCount(), 21);
-  EXPECT_EQ(s.GetMiddlePoint(), Pt(0, 9));
+  EXPECT_EQ(State(s), "0,-1 0,19 90 20 21 0,9");
   s.StretchLength(LSPA_END, -0.5f, LSLTM_BY_RATIO);
   EXPECT_EQ(s.GetEndPoint(), Pt(0, 9));
 }
@@ -160,19 +159,22 @@ TEST(SegmentLines, EquationInterceptsAndSides) {
   EXPECT_FALSE(ok);
   EXPECT_EQ(Seg(Pt(4, 0), Pt(4, 9)).CalcY(1), FLT_MAX);
 
-  float intercept = -1.0f;
-  int angle = -1;
-  Seg slanted(Pt(2, 0), Pt(-8, 10));  // x + y = 2, angle 135
-  slanted.GetLineEquation(intercept, angle, CA_X);
-  EXPECT_FLOAT_EQ(intercept, 2.0f);
-  EXPECT_EQ(angle, 135);
-  Seg reversed(Pt(-8, 10), Pt(2, 0));  // angle 315, same line
-  reversed.GetLineEquation(intercept, angle, CA_Y);
-  EXPECT_FLOAT_EQ(intercept, 2.0f);
-  EXPECT_EQ(angle, 135);
-  intercept = 42.0f;
-  reversed.GetLineEquation(intercept, angle, static_cast<TQ_Coordinates_Axis>(5));
-  EXPECT_EQ(intercept, 42.0f);
+  // {start, end, axis, intercept}: x + y = 2 either way round, angle 135 (mod 180);
+  // an unknown axis leaves the intercept alone.
+  const struct {
+    Pt a, b;
+    int axis;
+    float intercept;
+  } equations[] = {{Pt(2, 0), Pt(-8, 10), CA_X, 2.0f},
+                   {Pt(-8, 10), Pt(2, 0), CA_Y, 2.0f},
+                   {Pt(-8, 10), Pt(2, 0), 5, 42.0f}};
+  for (const auto& e : equations) {
+    float intercept = 42.0f;
+    int angle = -1;
+    Seg(e.a, e.b).GetLineEquation(intercept, angle, static_cast<TQ_Coordinates_Axis>(e.axis));
+    EXPECT_FLOAT_EQ(intercept, e.intercept) << e.axis;
+    EXPECT_EQ(angle, 135);
+  }
 
   // The line equation is divided by B: y + A x + C, signed as that expression.
   Seg base(Pt(0, 0), Pt(10, 0));

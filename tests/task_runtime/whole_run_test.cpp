@@ -75,20 +75,17 @@ struct UnitParts {
   TQRef<TQTargetTaskUnit> unit;
 };
 
-class Driver {
- public:
-  explicit Driver(TQDataManagerPool* pool) : pool_(pool), semaphore_(0) {}
-
+struct Driver {
+  explicit Driver(TQDataManagerPool* pool) : pool_(pool) {}
   UnitParts MakeUnit(const std::string& def, const std::string& task, TQ_TaskObjectBase* object,
                      TQRef<TQRegionObject> reference, TQRef<TQRegionObject> region,
                      const unsigned int* priority) {
-    UnitParts parts;
     object->SetManagerPool(pool_);
     object->SetTaskName(task);
     object->SetTargetDefName(def);
-    parts.setting = new TQTargetTaskSetting(def, task, TT_ATOMIC_0);
+    UnitParts parts{new TQTargetTaskSetting(def, task, TT_ATOMIC_0),
+                    new TQTaskOutput(reference, region, task, TT_ATOMIC_0), nullptr};
     parts.setting->SetTaskObject(object);
-    parts.output = new TQTaskOutput(reference, region, task, TT_ATOMIC_0);
     parts.unit =
         new TQTargetTaskUnit(parts.output.get(), parts.setting.get(), &semaphore_, priority);
     return parts;
@@ -133,9 +130,8 @@ class Driver {
     EXPECT_EQ(semaphore_.GetValue(), 0);  // exactly one signal per unit
   }
 
- private:
   TQDataManagerPool* pool_;
-  TQSemaphore semaphore_;
+  TQSemaphore semaphore_{0};
   std::mutex queueMutex_;
   TaskUnitQueue queue_;
 };
