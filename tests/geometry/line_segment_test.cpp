@@ -97,12 +97,9 @@ TEST(SegmentCaches, EachMutationResetsExactlyItsGroups) {
 }
 
 TEST(SegmentConstruction, FromAngleAndLengthPresetsCaches) {
-  Seg down(Pt(3, 4), 90, 10.0f);
-  EXPECT_EQ(down.GetEndPoint(), Pt(3, 14));
-  Seg diagonal(Pt(0, 0), 405, 10.0f);  // kept as given, not reduced
-  EXPECT_EQ(diagonal.GetEndPoint(), Pt(7, 7));
-  EXPECT_EQ(diagonal.CalcAngle(), 405);
-  EXPECT_FLOAT_EQ(diagonal.GetRealLength(), 10.0f);
+  EXPECT_EQ(Seg(Pt(3, 4), 90, 10.0f).GetEndPoint(), Pt(3, 14));
+  Seg diagonal(Pt(0, 0), 405, 10.0f);                  // the angle is kept as given, not reduced
+  EXPECT_EQ(State(diagonal), "0,0 7,7 405 10 8 3,3");  // middles floor the half sums
   diagonal.SwapVertices();
   EXPECT_EQ(diagonal.CalcAngle(), 225);
 }

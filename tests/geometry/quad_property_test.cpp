@@ -116,6 +116,18 @@ std::vector<Pt> Sorted(std::vector<Pt> v) {
   return v;
 }
 
+// The quad's pixels, sorted; within the reserve size and without duplicates.
+std::vector<Pt> Pixels(const TQ_Quad& quad, TQ_Pixelate_Mode mode, int shift, int width = -1,
+                       int height = -1, int* longest = nullptr) {
+  std::vector<Pt> out;
+  const int runs = quad.GetAllPixels(out, mode, shift, width, height);
+  if (longest != nullptr) *longest = runs;
+  EXPECT_LE(out.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(shift, width, height)));
+  out = Sorted(out);
+  EXPECT_TRUE(std::adjacent_find(out.begin(), out.end()) == out.end()) << "duplicate point";
+  return out;
+}
+
 TEST(QuadProperty, SetVerticesToClockWiseOrdersShuffledConvexQuads) {
   std::mt19937 random(21);
   for (int trial = 0; trial < 5000; ++trial) {
@@ -163,13 +175,9 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
     Pt q[4];
     RandomConvexQuad(random, 4000, 1, trial < 30 ? 8 : 150, q);
     const TQ_Quad quad(q);
-    std::vector<Pt> produced;
-    const int longest = quad.GetAllPixels(produced, PM_BRESENHAM, 0, -1, -1);
-    ASSERT_LE(produced.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(0, -1, -1)));
-    const std::vector<Pt> sorted = Sorted(produced);
-    ASSERT_TRUE(std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end())
-        << "duplicate point, trial " << trial;
-    for (const Pt& p : produced) ASSERT_GE(Depth(q, p), -1.0) << trial << " " << p.x << "," << p.y;
+    int longest = 0;
+    const std::vector<Pt> sorted = Pixels(quad, PM_BRESENHAM, 0, -1, -1, &longest);
+    for (const Pt& p : sorted) ASSERT_GE(Depth(q, p), -1.0) << trial << " " << p.x << "," << p.y;
 
     int minX = INT_MAX, maxX = INT_MIN, minY = INT_MAX, maxY = INT_MIN;
     for (const Pt& v : q) minX = std::min(minX, v.x), maxX = std::max(maxX, v.x);
@@ -189,13 +197,9 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
     // with its band up to the next scan line touches the quad grown by one pixel, and
     // nearly every fine point's cell is listed.
     for (int shift = 1; shift <= 3 && trial >= 30; ++shift) {
-      std::vector<Pt> coarse;
-      quad.GetAllPixels(coarse, PM_BRESENHAM, shift, -1, -1);
-      ASSERT_LE(coarse.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(shift, -1, -1)));
-      const std::vector<Pt> cells = Sorted(coarse);
-      ASSERT_TRUE(std::adjacent_find(cells.begin(), cells.end()) == cells.end()) << trial;
+      const std::vector<Pt> cells = Pixels(quad, PM_BRESENHAM, shift);
       const int cell = 1 << shift;
-      for (const Pt& p : coarse) {
+      for (const Pt& p : cells) {
         double best = -1e300;
         for (int dy = 0; dy <= cell; ++dy) {
           for (int dx = 0; dx <= cell; ++dx) {
@@ -204,7 +208,7 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
         }
         ASSERT_GE(best, -1.0) << trial << " shift " << shift;
       }
-      for (const Pt& p : produced) {
+      for (const Pt& p : sorted) {
         ++fineTotal;
         const Pt c(p.x >> shift, p.y >> shift);
         if (!std::binary_search(cells.begin(), cells.end(), c, Less)) ++missing;
@@ -212,27 +216,21 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
     }
 
     // Mode 1 only widens the spans, by less than a pixel beyond the boundary.
-    std::vector<Pt> widened;
-    quad.GetAllPixels(widened, PM_FOUR_CONNECTED, 0, -1, -1);
-    const std::vector<Pt> sortedWide = Sorted(widened);
-    ASSERT_TRUE(
-        std::includes(sortedWide.begin(), sortedWide.end(), sorted.begin(), sorted.end(), Less))
+    const std::vector<Pt> wide = Pixels(quad, PM_FOUR_CONNECTED, 0);
+    ASSERT_TRUE(std::includes(wide.begin(), wide.end(), sorted.begin(), sorted.end(), Less))
         << trial;
-    for (const Pt& p : widened) ASSERT_GE(Depth(q, p), -1.0) << trial;
+    for (const Pt& p : wide) ASSERT_GE(Depth(q, p), -1.0) << trial;
 
     // Image bounds keep every in-image point and nothing outside the image.
     const int width = std::uniform_int_distribution<int>(1, maxX + 2)(random);
     const int height = std::uniform_int_distribution<int>(1, maxY + 2)(random);
-    std::vector<Pt> bounded;
-    quad.GetAllPixels(bounded, PM_BRESENHAM, 0, width, height);
-    const std::vector<Pt> sortedBounded = Sorted(bounded);
+    const std::vector<Pt> bounded = Pixels(quad, PM_BRESENHAM, 0, width, height);
     for (const Pt& p : bounded) {
       ASSERT_TRUE(p.x >= 0 && p.x < width && p.y >= 0 && p.y < height) << trial;
     }
-    for (const Pt& p : produced) {
+    for (const Pt& p : sorted) {
       if (p.x < width && p.y < height) {
-        ASSERT_TRUE(std::binary_search(sortedBounded.begin(), sortedBounded.end(), p, Less))
-            << trial;
+        ASSERT_TRUE(std::binary_search(bounded.begin(), bounded.end(), p, Less)) << trial;
       }
     }
   }
