@@ -139,14 +139,13 @@ TEST(SegmentMoves, TranslationsAndSidewaysTurns) {
   EXPECT_TRUE(s.TranslateBasedOnAngle(90, 4));
   EXPECT_EQ(s.GetStartPoint(), Pt(0, -1));  // cos(pi/2) * 4 truncates to 0
 
-  Seg turned(Pt(0, 0), Pt(10, 0));
+  // Sideways turns move the far end (or both ends, about the middle) by the distance.
+  Seg turned(Pt(0, 0), Pt(10, 0)), both(Pt(0, 0), Pt(10, 0));
   turned.RotateBasedOnDistance(5, true, LSPA_START);
-  EXPECT_EQ(turned.GetEndPoint(), Pt(10, -5));
-  EXPECT_EQ(turned.CalcAngle(), AngleByAtan2(10, -5));
-  Seg both(Pt(0, 0), Pt(10, 0));
   both.RotateBasedOnDistance(2, false, LSPA_MIDDLE);
-  EXPECT_EQ(both.GetStartPoint(), Pt(0, -2));
-  EXPECT_EQ(both.GetEndPoint(), Pt(10, 2));
+  EXPECT_EQ(State(turned),
+            "0,0 10,-5 " + std::to_string(AngleByAtan2(10, -5)) + " 11.1803 11 5,-3");
+  EXPECT_EQ(State(both), "0,-2 10,2 " + std::to_string(AngleByAtan2(10, 4)) + " 10.7703 11 5,0");
 }
 
 TEST(SegmentLines, EquationInterceptsAndSides) {
