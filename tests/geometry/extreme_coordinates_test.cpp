@@ -19,17 +19,14 @@ using testing_util::Pt;
 constexpr int kMax = INT_MAX;
 constexpr int kMin = -INT_MAX;
 
-std::vector<std::vector<Pt>> ExtremeQuads() {
-  return {
-      {Pt(kMin, kMin), Pt(kMax, kMin), Pt(kMax, kMax), Pt(kMin, kMax)},
-      {Pt(kMax, kMax), Pt(kMin, kMax), Pt(kMin, kMin), Pt(kMax, kMin)},
-      {Pt(0, kMin), Pt(kMax, 0), Pt(0, kMax), Pt(kMin, 0)},
-      {Pt(kMax - 10, kMax - 10), Pt(kMax, kMax - 10), Pt(kMax, kMax), Pt(kMax - 10, kMax)},
-      {Pt(kMin, kMin), Pt(kMin + 7, kMin), Pt(kMin + 7, kMin + 9), Pt(kMin, kMin + 9)},
-      {Pt(kMin, 5), Pt(kMax, 3), Pt(kMin, 60), Pt(kMax, kMin)},
-      {Pt(INT_MIN, INT_MIN), Pt(INT_MIN, INT_MIN), Pt(kMax, kMax), Pt(kMax, kMax)},
-  };
-}
+const Pt kQuads[][4] = {
+    {Pt(kMin, kMin), Pt(kMax, kMin), Pt(kMax, kMax), Pt(kMin, kMax)},
+    {Pt(kMax, kMax), Pt(kMin, kMax), Pt(kMin, kMin), Pt(kMax, kMin)},
+    {Pt(0, kMin), Pt(kMax, 0), Pt(0, kMax), Pt(kMin, 0)},
+    {Pt(kMax - 10, kMax - 10), Pt(kMax, kMax - 10), Pt(kMax, kMax), Pt(kMax - 10, kMax)},
+    {Pt(kMin, kMin), Pt(kMin + 7, kMin), Pt(kMin + 7, kMin + 9), Pt(kMin, kMin + 9)},
+    {Pt(kMin, 5), Pt(kMax, 3), Pt(kMin, 60), Pt(kMax, kMin)},
+    {Pt(INT_MIN, INT_MIN), Pt(INT_MIN, INT_MIN), Pt(kMax, kMax), Pt(kMax, kMax)}};
 
 TEST(ExtremeCoordinates, ValueTypesAndTransformsStayDefined) {
   // Each difference wraps to 2, so the squared distance is 8.
@@ -37,11 +34,10 @@ TEST(ExtremeCoordinates, ValueTypesAndTransformsStayDefined) {
   const double huge[9] = {1e12, 0, 0, 0, -1e12, 0, 0, 0, 1};
   EXPECT_EQ(TXP_TransformCoordinates(Pt(kMax, kMax), huge), Pt(INT_MAX, INT_MIN));
   const double vanishing[9] = {1, 0, 0, 0, 1, 0, 0, 0, 0};
-  const Pt nowhere = TXP_TransformCoordinates(Pt(0, 0), vanishing);  // 0 / 0
-  EXPECT_EQ(nowhere, Pt(0, 0));
-  for (const auto& q : ExtremeQuads()) {
+  EXPECT_EQ(TXP_TransformCoordinates(Pt(0, 0), vanishing), Pt(0, 0));  // 0 / 0
+  for (const auto& q : kQuads) {
     const CQuadrilateral quad = testing_util::CQuad(q[0], q[1], q[2], q[3]);
-    IsPointsClockWise(q.data());
+    IsPointsClockWise(q);
     Pt probe(kMax, kMin);
     quad.Contains(&probe);
     quad.GetArea();
@@ -91,26 +87,25 @@ TEST(ExtremeCoordinates, SegmentOperationsStayDefined) {
   }
   // Short segments at the edges of the range rasterise across the wrap-around.
   std::vector<Pt> out;
-  TQ_LineSegmentEnhanced(Pt(kMax - 3, kMin), Pt(kMax, kMin + 5))
-      .Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
-  TQ_LineSegmentEnhanced(Pt(kMax - 3, kMin), Pt(kMax, kMin + 5)).Pixelate(out, PM_BRESENHAM, 2, -1);
-  TQ_LineSegmentEnhanced(Pt(kMax, 0), Pt(INT_MIN, 0)).Pixelate(out, PM_BRESENHAM, 1, -1);
+  const TQ_LineSegmentEnhanced corner(Pt(kMax - 3, kMin), Pt(kMax, kMin + 5));
+  const TQ_LineSegmentEnhanced across(Pt(kMax, 0), Pt(INT_MIN, 0));
+  corner.Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
+  corner.Pixelate(out, PM_BRESENHAM, 2, -1);
+  across.Pixelate(out, PM_BRESENHAM, 1, -1);
   // The wrapped length is 1 but the step direction comes from comparing the
   // coordinates: one step to the left, then the end point.
   ASSERT_GE(out.size(), 3u);
-  EXPECT_EQ(out[out.size() - 3], Pt(kMax, 0));
-  EXPECT_EQ(out[out.size() - 2], Pt(kMax - 1, 0));
-  EXPECT_EQ(out.back(), Pt(INT_MIN, 0));
+  EXPECT_EQ(std::vector<Pt>(out.end() - 3, out.end()),
+            std::vector<Pt>({Pt(kMax, 0), Pt(kMax - 1, 0), Pt(INT_MIN, 0)}));
   // Angles of far-apart points follow the wrapped difference: (kMax, 0) -> (INT_MIN, 0)
   // is one pixel to the right.
-  EXPECT_EQ(TQ_LineSegmentEnhanced(Pt(kMax, 0), Pt(INT_MIN, 0)).CalcAngle(), 0);
-  EXPECT_FLOAT_EQ(TQ_LineSegmentEnhanced(Pt(kMax, 0), Pt(INT_MIN, 0)).GetRealLength(), 1.0f);
+  EXPECT_EQ(across.CalcAngle(), 0);
+  EXPECT_FLOAT_EQ(across.GetRealLength(), 1.0f);
 }
 
 TEST(ExtremeCoordinates, QuadOperationsStayDefined) {
-  const auto quads = ExtremeQuads();
-  for (const auto& q : quads) {
-    TQ_Quad quad(q.data());
+  for (const auto& q : kQuads) {
+    TQ_Quad quad(q);
     quad.IsConvex();
     quad.GetArea(-1, -1);
     quad.GetInteriorAngles();
@@ -125,8 +120,8 @@ TEST(ExtremeCoordinates, QuadOperationsStayDefined) {
     quad.GetAllPixels(pixels, PM_BRESENHAM, 0, 64, 48);
     quad.GetAllPixels(pixels, PM_FOUR_CONNECTED, 3, 64, 48);
     for (const Pt& p : pixels) ASSERT_TRUE(p.x >= 0 && p.x < 64 && p.y >= 0 && p.y < 64);
-    for (const auto& other : quads) {
-      TQ_Quad o(other.data());
+    for (const auto& other : kQuads) {
+      const TQ_Quad o(other);
       quad.CalcOverlappingAreaWithOtherQuad(&o);
       quad.IsOverlapWithOtherQuad(o, 0.0f);
       quad.IsOverlapWithOtherQuad(o, 0.25f);
@@ -146,7 +141,7 @@ TEST(ExtremeCoordinates, QuadOperationsStayDefined) {
   }
   // The square spanning the whole range covers the whole image, row by row.
   std::vector<Pt> pixels;
-  TQ_Quad whole(quads[0].data());
+  const TQ_Quad whole(kQuads[0]);
   EXPECT_EQ(whole.GetAllPixels(pixels, PM_BRESENHAM, 0, 64, 48), 64);
   EXPECT_EQ(pixels.size(), 64u * 48u);
   // ((kMax >> 0) - (kMin >> 0) + 1)^2 wraps: (2^32 - 1)^2 = 1 mod 2^32.

@@ -7,6 +7,8 @@
 #include <climits>
 #include <cmath>
 #include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "geometry/angle_table.h"
@@ -53,74 +55,51 @@ TEST(SegmentAngle, TableMatchesArctangentRuleEverywhere) {
   }
 }
 
+// Everything a segment answers from its caches: start end angle length pixels middle.
+std::string State(const Seg& s) {
+  std::ostringstream out;
+  const Pt &a = s.GetStartPoint(), &b = s.GetEndPoint(), &m = s.GetMiddlePoint();
+  out << a.x << "," << a.y << " " << b.x << "," << b.y << " " << s.CalcAngle() << " "
+      << s.GetRealLength() << " " << s.GetPixelCount() << " " << m.x << "," << m.y;
+  return out.str();
+}
+
 TEST(SegmentCaches, EachMutationResetsExactlyItsGroups) {
   // A point changed through the writable accessor leaves the caches stale, which
-  // shows which caches an operation keeps.
-  Seg swapped(Pt(0, 0), Pt(10, 0));
-  EXPECT_EQ(swapped.CalcAngle(), 0);
-  EXPECT_FLOAT_EQ(swapped.GetRealLength(), 10.0f);
-  swapped.GetEndPoint() = Pt(0, 10);
-  swapped.SwapVertices();
-  EXPECT_EQ(swapped.CalcAngle(), 180);  // turned, not recomputed (which would be 270)
-  EXPECT_FLOAT_EQ(swapped.GetRealLength(), 10.0f);
-  EXPECT_EQ(swapped.CalcX(5), 0.0f);  // equation recomputed for (0,10) -> (0,0)
+  // shows which caches an operation keeps: swapping turns the cached angle and keeps
+  // the length and pixels, and recomputes the middle and the equation.
+  Seg s(Pt(0, 0), Pt(10, 0));
+  EXPECT_EQ(State(s), "0,0 10,0 0 10 11 5,0");
+  s.GetEndPoint() = Pt(0, 10);
+  s.SwapVertices();
+  EXPECT_EQ(State(s), "0,10 0,0 180 10 11 0,5");  // a fresh angle would be 270
+  EXPECT_EQ(s.CalcX(5), 0.0f);
+  // Copies take the caches as they are; the base-class constructor starts afresh.
+  EXPECT_EQ(Seg(s).CalcAngle(), 180);
+  EXPECT_EQ(Seg(static_cast<const TQ_LineSegment&>(s)).CalcAngle(), 270);
+  s.SetVertices(Pt(0, 0), Pt(-3, 0));  // setters reset everything
+  EXPECT_EQ(State(s), "0,0 -3,0 180 3 4 -2,0");
+  s.SetEndPoint(Pt(10, 0));
+  EXPECT_EQ(State(s), "0,0 10,0 0 10 11 5,0");
 
-  Seg moved(Pt(0, 0), Pt(10, 0));
-  moved.CalcAngle();
-  moved.GetRealLength();
-  EXPECT_EQ(moved.CalcY(3), 0.0f);
-  moved.TranslateBasedOnDirection(LSTD_DOWN, 4);
-  EXPECT_EQ(moved.GetStartPoint(), Pt(0, 4));
-  EXPECT_EQ(moved.CalcY(3), 4.0f);
-  EXPECT_EQ(moved.GetMiddlePoint(), Pt(5, 4));
-
-  Seg rotated(Pt(0, 0), Pt(10, 0));
-  EXPECT_EQ(rotated.CalcAngle(), 0);
-  EXPECT_EQ(rotated.GetMiddlePoint(), Pt(5, 0));
-  EXPECT_TRUE(rotated.Rotate(LSPA_START, 90));
-  EXPECT_EQ(rotated.GetEndPoint(), Pt(0, 10));
-  EXPECT_EQ(rotated.CalcAngle(), 90);
-  EXPECT_EQ(rotated.GetMiddlePoint(), Pt(0, 5));
-  EXPECT_FALSE(rotated.Rotate(LSPA_START, 0));
-  EXPECT_FALSE(rotated.Rotate(LSPA_MIDDLE, 360));
-
-  Seg stretched(Pt(0, 0), Pt(10, 0));
-  EXPECT_FLOAT_EQ(stretched.GetRealLength(), 10.0f);
-  EXPECT_EQ(stretched.GetPixelCount(), 11);
-  stretched.StretchLength(LSPA_MIDDLE, 10, LSLTM_BY_LENGTH);
-  EXPECT_EQ(stretched.GetStartPoint(), Pt(-5, 0));
-  EXPECT_EQ(stretched.GetEndPoint(), Pt(15, 0));
-  EXPECT_FLOAT_EQ(stretched.GetRealLength(), 20.0f);
-  EXPECT_EQ(stretched.GetPixelCount(), 21);
-  EXPECT_EQ(stretched.GetMiddlePoint(), Pt(5, 0));
-  stretched.StretchLength(LSPA_END, -0.5f, LSLTM_BY_RATIO);
-  EXPECT_EQ(stretched.GetEndPoint(), Pt(5, 0));
-
-  Seg fresh(Pt(0, 0), Pt(10, 0));
-  fresh.CalcAngle();
-  fresh.SetEndPoint(Pt(0, -10));  // the setter resets everything
-  EXPECT_EQ(fresh.CalcAngle(), 270);
-  fresh.SetVertices(Pt(0, 0), Pt(-3, 0));
-  EXPECT_EQ(fresh.CalcAngle(), 180);
-  EXPECT_FLOAT_EQ(fresh.GetRealLength(), 3.0f);
-
-  // Copies take the caches as they are.
-  Seg stale(Pt(0, 0), Pt(10, 0));
-  stale.CalcAngle();
-  stale.GetEndPoint() = Pt(0, 10);
-  Seg copy(stale);
-  EXPECT_EQ(copy.CalcAngle(), 0);
-  Seg rebuilt(static_cast<const TQ_LineSegment&>(stale));
-  EXPECT_EQ(rebuilt.CalcAngle(), 90);
+  // Moves, turns and stretches recompute what they change.
+  EXPECT_EQ(s.CalcY(3), 0.0f);
+  s.TranslateBasedOnDirection(LSTD_DOWN, 4);
+  EXPECT_EQ(s.CalcY(3), 4.0f);
+  EXPECT_EQ(State(s), "0,4 10,4 0 10 11 5,4");
+  EXPECT_TRUE(s.Rotate(LSPA_START, 90));
+  EXPECT_FALSE(s.Rotate(LSPA_START, 0) || s.Rotate(LSPA_MIDDLE, 360));
+  EXPECT_EQ(State(s), "0,4 0,14 90 10 11 0,9");
+  s.StretchLength(LSPA_MIDDLE, 10, LSLTM_BY_LENGTH);
+  EXPECT_EQ(State(s), "0,-1 0,19 90 20 21 0,9");
+  s.StretchLength(LSPA_END, -0.5f, LSLTM_BY_RATIO);
+  EXPECT_EQ(s.GetEndPoint(), Pt(0, 9));
 }
 
 TEST(SegmentConstruction, FromAngleAndLengthPresetsCaches) {
-  Seg down(Pt(3, 4), 90, 10.0f);
-  EXPECT_EQ(down.GetEndPoint(), Pt(3, 14));
-  Seg diagonal(Pt(0, 0), 405, 10.0f);  // kept as given, not reduced
-  EXPECT_EQ(diagonal.GetEndPoint(), Pt(7, 7));
-  EXPECT_EQ(diagonal.CalcAngle(), 405);
-  EXPECT_FLOAT_EQ(diagonal.GetRealLength(), 10.0f);
+  EXPECT_EQ(Seg(Pt(3, 4), 90, 10.0f).GetEndPoint(), Pt(3, 14));
+  Seg diagonal(Pt(0, 0), 405, 10.0f);                  // the angle is kept as given, not reduced
+  EXPECT_EQ(State(diagonal), "0,0 7,7 405 10 8 3,3");  // middles floor the half sums
   diagonal.SwapVertices();
   EXPECT_EQ(diagonal.CalcAngle(), 225);
 }
@@ -160,14 +139,13 @@ TEST(SegmentMoves, TranslationsAndSidewaysTurns) {
   EXPECT_TRUE(s.TranslateBasedOnAngle(90, 4));
   EXPECT_EQ(s.GetStartPoint(), Pt(0, -1));  // cos(pi/2) * 4 truncates to 0
 
-  Seg turned(Pt(0, 0), Pt(10, 0));
+  // Sideways turns move the far end (or both ends, about the middle) by the distance.
+  Seg turned(Pt(0, 0), Pt(10, 0)), both(Pt(0, 0), Pt(10, 0));
   turned.RotateBasedOnDistance(5, true, LSPA_START);
-  EXPECT_EQ(turned.GetEndPoint(), Pt(10, -5));
-  EXPECT_EQ(turned.CalcAngle(), AngleByAtan2(10, -5));
-  Seg both(Pt(0, 0), Pt(10, 0));
   both.RotateBasedOnDistance(2, false, LSPA_MIDDLE);
-  EXPECT_EQ(both.GetStartPoint(), Pt(0, -2));
-  EXPECT_EQ(both.GetEndPoint(), Pt(10, 2));
+  EXPECT_EQ(State(turned),
+            "0,0 10,-5 " + std::to_string(AngleByAtan2(10, -5)) + " 11.1803 11 5,-3");
+  EXPECT_EQ(State(both), "0,-2 10,2 " + std::to_string(AngleByAtan2(10, 4)) + " 10.7703 11 5,0");
 }
 
 TEST(SegmentLines, EquationInterceptsAndSides) {
@@ -177,19 +155,22 @@ TEST(SegmentLines, EquationInterceptsAndSides) {
   EXPECT_FALSE(ok);
   EXPECT_EQ(Seg(Pt(4, 0), Pt(4, 9)).CalcY(1), FLT_MAX);
 
-  float intercept = -1.0f;
-  int angle = -1;
-  Seg slanted(Pt(2, 0), Pt(-8, 10));  // x + y = 2, angle 135
-  slanted.GetLineEquation(intercept, angle, CA_X);
-  EXPECT_FLOAT_EQ(intercept, 2.0f);
-  EXPECT_EQ(angle, 135);
-  Seg reversed(Pt(-8, 10), Pt(2, 0));  // angle 315, same line
-  reversed.GetLineEquation(intercept, angle, CA_Y);
-  EXPECT_FLOAT_EQ(intercept, 2.0f);
-  EXPECT_EQ(angle, 135);
-  intercept = 42.0f;
-  reversed.GetLineEquation(intercept, angle, static_cast<TQ_Coordinates_Axis>(5));
-  EXPECT_EQ(intercept, 42.0f);
+  // {start, end, axis, intercept}: x + y = 2 either way round, angle 135 (mod 180);
+  // an unknown axis leaves the intercept alone.
+  const struct {
+    Pt a, b;
+    int axis;
+    float intercept;
+  } equations[] = {{Pt(2, 0), Pt(-8, 10), CA_X, 2.0f},
+                   {Pt(-8, 10), Pt(2, 0), CA_Y, 2.0f},
+                   {Pt(-8, 10), Pt(2, 0), 5, 42.0f}};
+  for (const auto& e : equations) {
+    float intercept = 42.0f;
+    int angle = -1;
+    Seg(e.a, e.b).GetLineEquation(intercept, angle, static_cast<TQ_Coordinates_Axis>(e.axis));
+    EXPECT_FLOAT_EQ(intercept, e.intercept) << e.axis;
+    EXPECT_EQ(angle, 135);
+  }
 
   // The line equation is divided by B: y + A x + C, signed as that expression.
   Seg base(Pt(0, 0), Pt(10, 0));
@@ -281,10 +262,7 @@ TEST(SegmentIntersection, LinesMeetInsideOrOutsideTheImage) {
 
 TEST(SegmentPixelate, BresenhamSamplesAndLimits) {
   const Seg s(Pt(0, 0), Pt(4, 2));
-  std::vector<Pt> out;
-  s.Pixelate(out, PM_BRESENHAM, 1, -1);
-  EXPECT_EQ(out, testing_util::Points({{0, 0}, {1, 0}, {2, 1}, {3, 1}, {4, 2}}));
-  out.assign(1, Pt(9, 9));  // points already present count toward the limit
+  std::vector<Pt> out(1, Pt(9, 9));  // points already present count toward the limit
   s.Pixelate(out, PM_BRESENHAM, 1, 2);
   EXPECT_EQ(out, testing_util::Points({{9, 9}, {0, 0}}));
   out.clear();

@@ -15,35 +15,31 @@ namespace {
 using testing_util::Pt;
 
 std::vector<std::pair<Pt, Pt>> Segments() {
-  std::vector<std::pair<Pt, Pt>> out;
+  // Ties, axis-parallel lines and coordinates where floats are coarse or wrap, then
+  // random segments, a third of them short.
+  const int big = 1 << 25;
+  std::vector<std::pair<Pt, Pt>> out = {
+      {Pt(0, 0), Pt(7, 7)},
+      {Pt(0, 0), Pt(-7, 7)},
+      {Pt(5, 5), Pt(5, -9)},
+      {Pt(5, 5), Pt(-9, 5)},
+      {Pt(big, big), Pt(big + 300, big + 120)},
+      {Pt(-big, big), Pt(-big - 90, big + 300)},
+      {Pt(INT_MAX - 5, INT_MIN + 2), Pt(INT_MIN + 3, INT_MAX - 1)},
+      {Pt(INT_MAX, 0), Pt(INT_MIN, 1)}};
   std::mt19937 random(41);
-  std::uniform_int_distribution<int> c(-3000, 3000);
-  std::uniform_int_distribution<int> shortLength(-12, 12);
+  std::uniform_int_distribution<int> c(-3000, 3000), shortLength(-12, 12);
   for (int i = 0; i < 3000; ++i) {
     const Pt a(c(random), c(random));
-    if (i % 3 == 0) {
-      out.push_back({a, Pt(a.x + shortLength(random), a.y + shortLength(random))});
-    } else {
-      out.push_back({a, Pt(c(random), c(random))});
-    }
+    out.push_back({a, i % 3 == 0 ? Pt(a.x + shortLength(random), a.y + shortLength(random))
+                                 : Pt(c(random), c(random))});
   }
-  // Ties, axis-parallel lines and coordinates where floats are coarse or wrap.
-  const int big = 1 << 25;
-  out.push_back({Pt(0, 0), Pt(7, 7)});
-  out.push_back({Pt(0, 0), Pt(-7, 7)});
-  out.push_back({Pt(5, 5), Pt(5, -9)});
-  out.push_back({Pt(5, 5), Pt(-9, 5)});
-  out.push_back({Pt(big, big), Pt(big + 300, big + 120)});
-  out.push_back({Pt(-big, big), Pt(-big - 90, big + 300)});
-  out.push_back({Pt(INT_MAX - 5, INT_MIN + 2), Pt(INT_MIN + 3, INT_MAX - 1)});
-  out.push_back({Pt(INT_MAX, 0), Pt(INT_MIN, 1)});
   return out;
 }
 
 TEST(PixelateKernels, FourConnectedFastMatchesReference) {
   for (const auto& s : Segments()) {
-    std::vector<Pt> reference(3, Pt(1, 2));  // appended after existing points
-    std::vector<Pt> fast(3, Pt(1, 2));
+    std::vector<Pt> reference(3, Pt(1, 2)), fast(3, Pt(1, 2));  // appended after these
     internal::PixelateFourConnectedReference(s.first, s.second, reference);
     internal::PixelateFourConnectedFast(s.first, s.second, fast);
     ASSERT_EQ(fast, reference) << s.first.x << "," << s.first.y << " -> " << s.second.x << ","
@@ -56,12 +52,9 @@ TEST(PixelateKernels, BresenhamFastMatchesReference) {
   const int limits[] = {-1, -5, 0, 1, 2, 4, 9, 50};
   int index = 0;
   for (const auto& s : Segments()) {
-    const int step = steps[index % 7];
-    const int limit = limits[(index / 7) % 8];
-    const size_t prefill = index % 3;
+    const int step = steps[index % 7], limit = limits[(index / 7) % 8];
+    std::vector<Pt> reference(index % 3, Pt(-1, -1)), fast(index % 3, Pt(-1, -1));
     ++index;
-    std::vector<Pt> reference(prefill, Pt(-1, -1));
-    std::vector<Pt> fast(prefill, Pt(-1, -1));
     internal::PixelateBresenhamReference(s.first, s.second, step, limit, reference);
     internal::PixelateBresenhamFast(s.first, s.second, step, limit, fast);
     ASSERT_EQ(fast, reference) << s.first.x << "," << s.first.y << " -> " << s.second.x << ","

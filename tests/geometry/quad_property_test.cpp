@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -28,9 +29,7 @@ double Cross(const DPoint& a, const DPoint& b, const DPoint& p) {
 
 bool StrictlyConvexClockwise(const Pt* p) {
   for (int i = 0; i < 4; ++i) {
-    const Pt& a = p[i];
-    const Pt& b = p[(i + 1) % 4];
-    const Pt& c = p[(i + 2) % 4];
+    const Pt &a = p[i], &b = p[(i + 1) % 4], &c = p[(i + 2) % 4];
     const long long turn =
         (long long)(b.x - a.x) * (c.y - b.y) - (long long)(c.x - b.x) * (b.y - a.y);
     if (turn <= 0) return false;
@@ -60,21 +59,20 @@ void RandomConvexQuad(std::mt19937& random, int centreRange, int minRadius, int 
   }
 }
 
-std::vector<DPoint> ToDouble(const Pt* p, int n) {
-  std::vector<DPoint> out;
-  for (int k = 0; k < n; ++k) out.push_back({double(p[k].x), double(p[k].y)});
-  return out;
+std::vector<DPoint> ToDouble(const Pt* p) {
+  return {{double(p[0].x), double(p[0].y)},
+          {double(p[1].x), double(p[1].y)},
+          {double(p[2].x), double(p[2].y)},
+          {double(p[3].x), double(p[3].y)}};
 }
 
 // Exact clipping of a convex polygon by a convex clockwise one.
 std::vector<DPoint> Intersect(std::vector<DPoint> subject, const std::vector<DPoint>& clip) {
   for (size_t e = 0; e < clip.size() && !subject.empty(); ++e) {
-    const DPoint& a = clip[e];
-    const DPoint& b = clip[(e + 1) % clip.size()];
+    const DPoint &a = clip[e], &b = clip[(e + 1) % clip.size()];
     std::vector<DPoint> next;
     for (size_t k = 0; k < subject.size(); ++k) {
-      const DPoint& p = subject[k];
-      const DPoint& q = subject[(k + 1) % subject.size()];
+      const DPoint &p = subject[k], &q = subject[(k + 1) % subject.size()];
       const double cp = Cross(a, b, p), cq = Cross(a, b, q);
       if (cp >= 0) next.push_back(p);
       if ((cp >= 0) != (cq >= 0)) {
@@ -87,33 +85,24 @@ std::vector<DPoint> Intersect(std::vector<DPoint> subject, const std::vector<DPo
   return subject;
 }
 
-double Area(const std::vector<DPoint>& p) {
-  double sum = 0;
-  for (size_t k = 0; k < p.size(); ++k) {
-    const DPoint& a = p[k];
-    const DPoint& b = p[(k + 1) % p.size()];
-    sum += a.x * b.y - b.x * a.y;
+// Area and perimeter of a polygon with at least three points, else zeros.
+std::pair<double, double> AreaAndPerimeter(const std::vector<DPoint>& p) {
+  double twice = 0, perimeter = 0;
+  for (size_t k = 0; k < p.size() && p.size() >= 3; ++k) {
+    const DPoint &a = p[k], &b = p[(k + 1) % p.size()];
+    twice += a.x * b.y - b.x * a.y;
+    perimeter += std::hypot(b.x - a.x, b.y - a.y);
   }
-  return std::fabs(sum) / 2;
-}
-
-double Perimeter(const std::vector<DPoint>& p) {
-  double sum = 0;
-  for (size_t k = 0; k < p.size(); ++k) {
-    const DPoint& a = p[k];
-    const DPoint& b = p[(k + 1) % p.size()];
-    sum += std::hypot(b.x - a.x, b.y - a.y);
-  }
-  return sum;
+  return {std::fabs(twice) / 2, perimeter};
 }
 
 // How far inside the quad the point lies: the smallest distance to an edge line,
 // negative outside.
 double Depth(const Pt* q, const Pt& p) {
+  const std::vector<DPoint> d = ToDouble(q);
   double depth = 1e300;
   for (int i = 0; i < 4; ++i) {
-    const DPoint a{double(q[i].x), double(q[i].y)};
-    const DPoint b{double(q[(i + 1) % 4].x), double(q[(i + 1) % 4].y)};
+    const DPoint &a = d[i], &b = d[(i + 1) % 4];
     depth =
         std::min(depth, Cross(a, b, {double(p.x), double(p.y)}) / std::hypot(b.x - a.x, b.y - a.y));
   }
@@ -127,25 +116,34 @@ std::vector<Pt> Sorted(std::vector<Pt> v) {
   return v;
 }
 
+// The quad's pixels, sorted; within the reserve size and without duplicates.
+std::vector<Pt> Pixels(const TQ_Quad& quad, TQ_Pixelate_Mode mode, int shift, int width = -1,
+                       int height = -1, int* longest = nullptr) {
+  std::vector<Pt> out;
+  const int runs = quad.GetAllPixels(out, mode, shift, width, height);
+  if (longest != nullptr) *longest = runs;
+  EXPECT_LE(out.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(shift, width, height)));
+  out = Sorted(out);
+  EXPECT_TRUE(std::adjacent_find(out.begin(), out.end()) == out.end()) << "duplicate point";
+  return out;
+}
+
 TEST(QuadProperty, SetVerticesToClockWiseOrdersShuffledConvexQuads) {
   std::mt19937 random(21);
   for (int trial = 0; trial < 5000; ++trial) {
     Pt q[4];
     RandomConvexQuad(random, 4000, 1, 2000, q);
-    Pt p[4];
-    std::copy(q, q + 4, p);
-    std::shuffle(p, p + 4, random);
+    Pt sorted[4];
+    std::copy(q, q + 4, sorted);
+    std::shuffle(sorted, sorted + 4, random);
     const int start = trial % 5 - 1;  // -1, 0, 1, 2, 3
-    int expectedFirst = start;
-    if (start == -1) {
-      expectedFirst = 0;
-      for (int k = 1; k < 4; ++k) {
-        if (p[k].x + p[k].y < p[expectedFirst].x + p[expectedFirst].y) expectedFirst = k;
+    int expectedFirst = std::max(start, 0);
+    for (int k = 1; k < 4 && start == -1; ++k) {
+      if (sorted[k].x + sorted[k].y < sorted[expectedFirst].x + sorted[expectedFirst].y) {
+        expectedFirst = k;
       }
     }
-    const Pt first = p[expectedFirst];
-    Pt sorted[4];
-    std::copy(p, p + 4, sorted);
+    const Pt first = sorted[expectedFirst];
     TQ_Quad::SetVerticesToClockWise(sorted, start);
     ASSERT_TRUE(StrictlyConvexClockwise(sorted)) << trial;
     EXPECT_EQ(sorted[0], first) << trial;
@@ -160,15 +158,12 @@ TEST(QuadProperty, OverlappingAreaMatchesExactIntersection) {
     Pt a[4], b[4];
     RandomConvexQuad(random, 3000, 1, 1500, a);
     RandomConvexQuad(random, 3000, 1, 1500, b);
-    const std::vector<DPoint> exact = Intersect(ToDouble(b, 4), ToDouble(a, 4));
-    const double expected = exact.size() >= 3 ? Area(exact) : 0.0;
+    const auto exact = AreaAndPerimeter(Intersect(ToDouble(b), ToDouble(a)));
     const TQ_Quad qa(a), qb(b);
-    const double actual = qa.CalcOverlappingAreaWithOtherQuad(&qb);
     // Intersection points are rounded to whole pixels and points within one pixel
     // of a clip line are kept: the boundary may move by up to about a pixel.
-    const double tolerance = 4.0 + 1.0 * (exact.size() >= 3 ? Perimeter(exact) : 0.0);
-    EXPECT_NEAR(actual, expected, tolerance) << trial;
-    if (expected > 0) ++overlapping;
+    EXPECT_NEAR(qa.CalcOverlappingAreaWithOtherQuad(&qb), exact.first, 4.0 + exact.second) << trial;
+    overlapping += exact.first > 0;
   }
   EXPECT_GT(overlapping, 500);
 }
@@ -180,19 +175,13 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
     Pt q[4];
     RandomConvexQuad(random, 4000, 1, trial < 30 ? 8 : 150, q);
     const TQ_Quad quad(q);
-    std::vector<Pt> produced;
-    const int longest = quad.GetAllPixels(produced, PM_BRESENHAM, 0, -1, -1);
-    ASSERT_LE(produced.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(0, -1, -1)));
-    const std::vector<Pt> sorted = Sorted(produced);
-    ASSERT_TRUE(std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end())
-        << "duplicate point, trial " << trial;
-    for (const Pt& p : produced) ASSERT_GE(Depth(q, p), -1.0) << trial << " " << p.x << "," << p.y;
+    int longest = 0;
+    const std::vector<Pt> sorted = Pixels(quad, PM_BRESENHAM, 0, -1, -1, &longest);
+    for (const Pt& p : sorted) ASSERT_GE(Depth(q, p), -1.0) << trial << " " << p.x << "," << p.y;
 
-    int minX = q[0].x, maxX = q[0].x, minY = q[0].y, maxY = q[0].y;
-    for (const Pt& v : q) {
-      minX = std::min(minX, v.x), maxX = std::max(maxX, v.x);
-      minY = std::min(minY, v.y), maxY = std::max(maxY, v.y);
-    }
+    int minX = INT_MAX, maxX = INT_MIN, minY = INT_MAX, maxY = INT_MIN;
+    for (const Pt& v : q) minX = std::min(minX, v.x), maxX = std::max(maxX, v.x);
+    for (const Pt& v : q) minY = std::min(minY, v.y), maxY = std::max(maxY, v.y);
     int required = 0;
     for (int y = minY; y <= maxY; ++y) {
       for (int x = minX; x <= maxX; ++x) {
@@ -202,22 +191,15 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
             << "missing " << x << "," << y << " trial " << trial;
       }
     }
-    // The longest run is at least the widest row of required points.
-    if (required > 0) {
-      EXPECT_GE(longest, 1);
-    }
+    EXPECT_TRUE(required == 0 || longest >= 1) << trial;
 
     // Coarser grids (cells of 2, 4, 8): within the reserve, no duplicates, each cell
     // with its band up to the next scan line touches the quad grown by one pixel, and
     // nearly every fine point's cell is listed.
     for (int shift = 1; shift <= 3 && trial >= 30; ++shift) {
-      std::vector<Pt> coarse;
-      quad.GetAllPixels(coarse, PM_BRESENHAM, shift, -1, -1);
-      ASSERT_LE(coarse.size(), static_cast<size_t>(quad.GetAllPixelsReserveSize(shift, -1, -1)));
-      const std::vector<Pt> cells = Sorted(coarse);
-      ASSERT_TRUE(std::adjacent_find(cells.begin(), cells.end()) == cells.end()) << trial;
+      const std::vector<Pt> cells = Pixels(quad, PM_BRESENHAM, shift);
       const int cell = 1 << shift;
-      for (const Pt& p : coarse) {
+      for (const Pt& p : cells) {
         double best = -1e300;
         for (int dy = 0; dy <= cell; ++dy) {
           for (int dx = 0; dx <= cell; ++dx) {
@@ -226,7 +208,7 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
         }
         ASSERT_GE(best, -1.0) << trial << " shift " << shift;
       }
-      for (const Pt& p : produced) {
+      for (const Pt& p : sorted) {
         ++fineTotal;
         const Pt c(p.x >> shift, p.y >> shift);
         if (!std::binary_search(cells.begin(), cells.end(), c, Less)) ++missing;
@@ -234,27 +216,21 @@ TEST(QuadProperty, AllPixelsCoverTheInteriorAtEveryGrid) {
     }
 
     // Mode 1 only widens the spans, by less than a pixel beyond the boundary.
-    std::vector<Pt> widened;
-    quad.GetAllPixels(widened, PM_FOUR_CONNECTED, 0, -1, -1);
-    const std::vector<Pt> sortedWide = Sorted(widened);
-    ASSERT_TRUE(
-        std::includes(sortedWide.begin(), sortedWide.end(), sorted.begin(), sorted.end(), Less))
+    const std::vector<Pt> wide = Pixels(quad, PM_FOUR_CONNECTED, 0);
+    ASSERT_TRUE(std::includes(wide.begin(), wide.end(), sorted.begin(), sorted.end(), Less))
         << trial;
-    for (const Pt& p : widened) ASSERT_GE(Depth(q, p), -1.0) << trial;
+    for (const Pt& p : wide) ASSERT_GE(Depth(q, p), -1.0) << trial;
 
     // Image bounds keep every in-image point and nothing outside the image.
     const int width = std::uniform_int_distribution<int>(1, maxX + 2)(random);
     const int height = std::uniform_int_distribution<int>(1, maxY + 2)(random);
-    std::vector<Pt> bounded;
-    quad.GetAllPixels(bounded, PM_BRESENHAM, 0, width, height);
-    const std::vector<Pt> sortedBounded = Sorted(bounded);
+    const std::vector<Pt> bounded = Pixels(quad, PM_BRESENHAM, 0, width, height);
     for (const Pt& p : bounded) {
       ASSERT_TRUE(p.x >= 0 && p.x < width && p.y >= 0 && p.y < height) << trial;
     }
-    for (const Pt& p : produced) {
+    for (const Pt& p : sorted) {
       if (p.x < width && p.y < height) {
-        ASSERT_TRUE(std::binary_search(sortedBounded.begin(), sortedBounded.end(), p, Less))
-            << trial;
+        ASSERT_TRUE(std::binary_search(bounded.begin(), bounded.end(), p, Less)) << trial;
       }
     }
   }

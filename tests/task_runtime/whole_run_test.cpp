@@ -13,11 +13,11 @@
 
 #include "norvane/NorvaneCore.h"
 #include "task_runtime/test_image.h"
+#include "test_support/geometry_util.h"
 
 namespace norvane {
 namespace {
 
-using basic_structures::CQuadrilateral;
 using testing_support::NamedImage;
 
 constexpr RegionObjectElementType kLabelRegion = static_cast<RegionObjectElementType>(1);
@@ -33,27 +33,20 @@ struct LocalizeTask : TQ_TaskObjectBase {
     while (slow && !source->IsCheckPointNeedExit(&code)) {
       std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
-    if (slow) {
-      SetTaskFinished();
-      return code;
-    }
-    for (int i = 0; i < labels; ++i) {
+    for (int i = 0; i < labels && !slow; ++i) {
       TQRef<TQRegionObject> region(new TQRegionObject(kLabelRegion, source->GetImage()));
       region->SetSourceImageObject(whole->GetSourceImageObject());
       region->SetReferenceRegion(whole);
       region->SetTargetROIDefName("label");
       region->SetProductTaskName("localize");
-      CQuadrilateral quad;
       const int x = 2 + 12 * i;
-      quad.points[0] = {x, 2};
-      quad.points[1] = {x + 10, 2};
-      quad.points[2] = {x + 10, 12};
-      quad.points[3] = {x, 12};
-      EXPECT_EQ(region->SetLocationWithQuadrilateral(quad), 0);
+      EXPECT_EQ(region->SetLocationWithQuadrilateral(
+                    testing_util::CQuad({x, 2}, {x + 10, 2}, {x + 10, 12}, {x, 12})),
+                0);
       output->AddTaskResult(new TQTaskOutputAtomResult(region));
     }
     SetTaskFinished();
-    return 0;
+    return code;
   }
   const char* GetTaskDescription() const override { return "finds labels"; }
   int labels;
@@ -64,13 +57,12 @@ struct MeasureTask : TQ_TaskObjectBase {
   explicit MeasureTask(std::atomic<int>* measured) : measured(measured) {}
   ErrorCode RunTask(TQTaskOutput* output, TQSemaphore*) override {
     int code = 0;
-    if (output->GetRegion()->GetSourceImageObject()->IsCheckPointNeedExit(&code)) {
-      SetTaskFinished();
-      return code;
+    if (!output->GetRegion()->GetSourceImageObject()->IsCheckPointNeedExit(&code) &&
+        output->GetRegion()->GetArea() > 0) {
+      measured->fetch_add(1);
     }
-    if (output->GetRegion()->GetArea() > 0) measured->fetch_add(1);
     SetTaskFinished();
-    return 0;
+    return code;
   }
   const char* GetTaskDescription() const override { return "measures labels"; }
   std::atomic<int>* measured;
@@ -83,20 +75,17 @@ struct UnitParts {
   TQRef<TQTargetTaskUnit> unit;
 };
 
-class Driver {
- public:
-  explicit Driver(TQDataManagerPool* pool) : pool_(pool), semaphore_(0) {}
-
+struct Driver {
+  explicit Driver(TQDataManagerPool* pool) : pool_(pool) {}
   UnitParts MakeUnit(const std::string& def, const std::string& task, TQ_TaskObjectBase* object,
                      TQRef<TQRegionObject> reference, TQRef<TQRegionObject> region,
                      const unsigned int* priority) {
-    UnitParts parts;
     object->SetManagerPool(pool_);
     object->SetTaskName(task);
     object->SetTargetDefName(def);
-    parts.setting = new TQTargetTaskSetting(def, task, TT_ATOMIC_0);
+    UnitParts parts{new TQTargetTaskSetting(def, task, TT_ATOMIC_0),
+                    new TQTaskOutput(reference, region, task, TT_ATOMIC_0), nullptr};
     parts.setting->SetTaskObject(object);
-    parts.output = new TQTaskOutput(reference, region, task, TT_ATOMIC_0);
     parts.unit =
         new TQTargetTaskUnit(parts.output.get(), parts.setting.get(), &semaphore_, priority);
     return parts;
@@ -141,9 +130,8 @@ class Driver {
     EXPECT_EQ(semaphore_.GetValue(), 0);  // exactly one signal per unit
   }
 
- private:
   TQDataManagerPool* pool_;
-  TQSemaphore semaphore_;
+  TQSemaphore semaphore_{0};
   std::mutex queueMutex_;
   TaskUnitQueue queue_;
 };
@@ -186,9 +174,8 @@ TEST(TaskRuntime, WholeRunWithTimeOutsAndAStopTimePoint) {
       EXPECT_EQ(images[i]->GetErrorCodeInfos().front().taskName, "localize");
       continue;
     }
-    const int labels = 1 + i % 3;
-    EXPECT_EQ(output->GetResultCount(), labels + 1);  // the regions and the empty marker
-    expectedLabels += labels;
+    EXPECT_EQ(output->GetResultCount(), 2 + i % 3);  // the regions and the empty marker
+    expectedLabels += 1 + i % 3;
     for (int r = 0; r < output->GetResultCount(); ++r) {
       TQRef<TQRegionObject> region = output->GetTaskResult(r)->GetRegion();
       if (!region) continue;
@@ -224,13 +211,11 @@ TEST(ActiveTaskUnitManager, CountsEachImageOncePerTick) {
   TQRef<TQSourceImageObject> image(new TQSourceImageObject(new NamedImage("BKDR_1"), 1, 5));
   TQRef<TQRegionObject> whole(new TQRegionObject(image, ROET_PLAIN_IMAGE));
   TQRef<TQTargetTaskSetting> setting(new TQTargetTaskSetting("frame", "t", TT_ATOMIC_0));
-  std::vector<TQRef<TQTaskOutput>> outputs;
+  TQRef<TQTaskOutput> output(new TQTaskOutput(nullptr, whole, "t", TT_ATOMIC_0));
   std::vector<TQRef<TQTargetTaskUnit>> units;
   const unsigned int priority = 3;
   for (int i = 0; i < 3; ++i) {
-    outputs.push_back(new TQTaskOutput(nullptr, whole, "t", TT_ATOMIC_0));
-    units.push_back(
-        new TQTargetTaskUnit(outputs.back().get(), setting.get(), &semaphore, &priority));
+    units.push_back(new TQTargetTaskUnit(output.get(), setting.get(), &semaphore, &priority));
   }
   ActiveTaskUnitManager* active = pool.GetActiveTaskUnitManager();
   active->AddTimeCheckCountForActiveTaskUnit();
@@ -245,7 +230,7 @@ TEST(ActiveTaskUnitManager, CountsEachImageOncePerTick) {
 
   // Without a finished task object FinishTask changes nothing.
   EXPECT_FALSE(units[0]->FinishTask());
-  EXPECT_EQ(outputs[0]->GetResultCount(), 0);
+  EXPECT_EQ(output->GetResultCount(), 0);
   EXPECT_EQ(units[0]->GetLabel(), "");  // logging was off when it was built
 }
 
