@@ -36,13 +36,9 @@ struct ParsedLine {
 ParsedLine Parse(const std::string& line) {
   static const std::regex kShape(
       R"(\[TID:( *-?[0-9]+)\]\[[0-9]{4}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\](.*))");
-  ParsedLine parsed;
   std::smatch match;
-  if (!std::regex_match(line, match, kShape) || match[1].length() < 6) return parsed;
-  parsed.ok = true;
-  parsed.tid = std::atoi(match[1].str().c_str());
-  parsed.message = match[2].str();
-  return parsed;
+  if (!std::regex_match(line, match, kShape) || match[1].length() < 6) return {};
+  return {true, std::atoi(match[1].str().c_str()), match[2].str()};
 }
 
 std::vector<std::string> Messages(const std::string& path) {
@@ -59,10 +55,21 @@ std::vector<std::string> Messages(const std::string& path) {
 // child process, so that it starts unconfigured there and its exit flush is seen.
 class LogTest : public ::testing::Test {
  protected:
+  // A config file of the [BARCODECONFIG] section with `body`.
   std::string WriteConfig(const std::string& body) {
-    std::string path = dir_ / "NorvaneLogConfig.ini";
-    WriteFile(path, body);
-    return path;
+    WriteFile(dir_ / "NorvaneLogConfig.ini", "[BARCODECONFIG]\n" + body);
+    return dir_ / "NorvaneLogConfig.ini";
+  }
+  // The JSON log holding the given documents, one after the other.
+  static std::string JsonText(std::initializer_list<Json::Value> documents) {
+    std::string text;
+    for (const Json::Value& document : documents) text += document.toStyledString() + "\n";
+    return text;
+  }
+  static Json::Value Array(std::initializer_list<Json::Value> values) {
+    Json::Value array(Json::arrayValue);
+    for (const Json::Value& value : values) array.append(value);
+    return array;
   }
   std::string SavePath() const { return dir_.path() + "/"; }
   std::string TextLog() const { return dir_ / "NorvaneKestrel.log"; }
@@ -76,8 +83,6 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   // A missing file leaves everything off, and nothing of any kind is written.
   log.InitLog((dir_ / "missing.ini").c_str());
   EXPECT_FALSE(log.IsInitialized());
-  EXPECT_EQ(log.GetLevel(), 0);
-  EXPECT_EQ(log.GetMode(), 0);
   EXPECT_FALSE(log.AllowLogging(0, kBoth));
   log.WriteTextLog(0, "hidden");
   Json::Value value(1);
@@ -91,13 +96,11 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   EXPECT_TRUE(std::filesystem::is_empty(dir_.path()));
 
   // The INI reading itself is tested in ini_io_test.cpp; here what the log takes from it.
-  std::string config =
-      WriteConfig("[BARCODECONFIG]\nPath = " + SavePath() + "\nMode = 2\nOutputMode = 1\n");
+  std::string config = WriteConfig("Path = " + SavePath() + "\nMode = 2\nOutputMode = 1\n");
   log.InitLog(config.c_str());
   EXPECT_TRUE(log.IsInitialized());
-  EXPECT_EQ(log.GetLevel(), 0);  // missing Level: 0
-  EXPECT_EQ(log.GetMode(), LOG_MODE_TEXT);
-  EXPECT_EQ(log.GetOutputMode(), 1);
+  EXPECT_EQ(std::vector<int>({log.GetLevel(), log.GetMode(), log.GetOutputMode()}),
+            std::vector<int>({0, LOG_MODE_TEXT, 1}));  // missing Level: 0
   EXPECT_EQ(log.GetSavePath(), SavePath());
   log.WriteTextLog(0, "cached");
   log.WriteJsonLog(0, value);
@@ -108,10 +111,10 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   EXPECT_TRUE(Exists(JsonLog()));
 
   // Once configured, InitLog changes nothing; the setters still do.
-  WriteConfig("[BARCODECONFIG]\nLevel = 5\nMode = 1\n");
+  WriteConfig("Level = 5\nMode = 1\n");
   log.InitLog(config.c_str());
-  EXPECT_EQ(log.GetLevel(), 0);
-  EXPECT_EQ(log.GetMode(), LOG_MODE_TEXT);
+  EXPECT_EQ(std::vector<int>({log.GetLevel(), log.GetMode()}),
+            std::vector<int>({0, LOG_MODE_TEXT}));
   log.SetLevel(4);
   log.SetMode(LOG_MODE_IMAGE);
   EXPECT_TRUE(log.AllowLogging(4, LOG_MODE_IMAGE));
@@ -120,7 +123,7 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
 
   // A path without '/' prefixes the file names; output mode 0 writes at once.
   TQLog other;
-  WriteConfig("[BARCODECONFIG]\nMode = 2\nPath = " + dir_.path() + "/pre\n");
+  WriteConfig("Mode = 2\nPath = " + dir_.path() + "/pre\n");
   other.InitLog(config.c_str());
   other.WriteTextLog(0, "at level zero");
   EXPECT_EQ(Messages(dir_ / "preNorvaneKestrel.log"), std::vector<std::string>{"at level zero"});
@@ -173,6 +176,11 @@ TEST_F(LogTest, OverlongLinesAreCutNotOverflowed) {
 
 // Several threads write numbered lines of varied length at once; every line must
 // arrive whole, exactly once, in its thread's order, with its thread's id.
+std::string Line(int t, int i) {
+  return "w" + std::to_string(t) + " n" + std::to_string(i) + " " +
+         std::string((t * 37 + i * 11) % 300, 'p');
+}
+
 void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached) {
   constexpr int kThreads = 4;
   constexpr int kLines = 250;
@@ -182,7 +190,7 @@ void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached)
     threads.emplace_back([&, t] {
       tids[t] = GetCurrentThreadId();
       for (int i = 0; i < kLines; ++i) {
-        log.WriteTextLog(9, "w%d n%d %s", t, i, std::string((t * 37 + i * 11) % 300, 'p').c_str());
+        log.WriteTextLog(9, "%s", Line(t, i).c_str());
       }
     });
   }
@@ -198,17 +206,12 @@ void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached)
   ASSERT_EQ(lines.size(), size_t{kThreads * kLines});
   for (const std::string& line : lines) {
     ParsedLine parsed = Parse(line);
-    int t = -1;
-    int i = -1;
-    int consumed = 0;
+    int t = -1, i = -1;
     ASSERT_TRUE(parsed.ok) << line;
-    ASSERT_EQ(std::sscanf(parsed.message.c_str(), "w%d n%d %n", &t, &i, &consumed), 2) << line;
+    ASSERT_EQ(std::sscanf(parsed.message.c_str(), "w%d n%d", &t, &i), 2) << line;
     ASSERT_TRUE(t >= 0 && t < kThreads) << line;
-    std::string padding = parsed.message.substr(static_cast<size_t>(consumed));
     EXPECT_EQ(parsed.tid, tids[t]) << line;
-    EXPECT_EQ(i, next[t]) << line;
-    EXPECT_EQ(padding, std::string((t * 37 + i * 11) % 300, 'p')) << line;
-    next[t] = i + 1;
+    EXPECT_EQ(parsed.message, Line(t, next[t]++)) << line;  // in order, whole
   }
   for (int t = 0; t < kThreads; ++t) EXPECT_EQ(next[t], kLines);
 }
@@ -220,8 +223,7 @@ TEST_F(LogTest, ConcurrentWritersLoseNothingInBothOutputModes) {
     CheckConcurrentWriters(log, TextLog(), false);
   }
   std::remove(TextLog().c_str());
-  std::string config =
-      WriteConfig("[BARCODECONFIG]\nLevel=9\nMode=2\nOutputMode=1\nPath=" + SavePath());
+  std::string config = WriteConfig("Level=9\nMode=2\nOutputMode=1\nPath=" + SavePath());
   TQLog log;
   log.InitLog(config.c_str());
   CheckConcurrentWriters(log, TextLog(), true);
@@ -257,32 +259,23 @@ TEST_F(LogTest, SettersRaceWithWritersWithoutTornLines) {
 }
 
 TEST_F(LogTest, JsonLogFollowsTheLevelOnlyAndStartsOverAfterOutput) {
-  std::string config = WriteConfig("[BARCODECONFIG]\nLevel=5\nMode=0\nPath=" + SavePath());
+  std::string config = WriteConfig("Level=5\nMode=0\nPath=" + SavePath());
   TQLog log;
   log.InitLog(config.c_str());
   Json::Value first;
   first["stage"] = "locate";
   first["count"] = 3;
-  Json::Value second(Json::arrayValue);
-  second.append(1.5);
-  Json::Value null;
+  Json::Value second = Array({1.5}), null;
   log.WriteJsonLog(5, first);  // mode 0 does not matter
   log.WriteJsonLog(6, second);
   log.WriteJsonLog(0, null);
   log.WriteJsonLog(-3, second);
   log.OutputJsonLog();
   log.OutputJsonLog();  // null again: writes nothing
-
-  Json::Value expected(Json::arrayValue);
-  expected.append(first);
-  expected.append(second);
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n");
-
   log.WriteJsonLog(1, first);
   log.OutputJsonLog();
-  Json::Value again(Json::arrayValue);
-  again.append(first);
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n" + again.toStyledString() + "\n");
+  const std::string expected = JsonText({Array({first, second}), Array({first})});
+  EXPECT_EQ(ReadFile(JsonLog()), expected);
 
   // Configured without InitLog there is no JSON file to write to: the document is
   // still cleared, so it is not written later either.
@@ -290,7 +283,7 @@ TEST_F(LogTest, JsonLogFollowsTheLevelOnlyAndStartsOverAfterOutput) {
   direct.InitLogFromSetting(kBoth, 9, SavePath().c_str());
   direct.WriteJsonLog(1, first);
   direct.OutputJsonLog();
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n" + again.toStyledString() + "\n");
+  EXPECT_EQ(ReadFile(JsonLog()), expected);
 }
 
 std::vector<std::string> g_writtenImages;
@@ -358,14 +351,10 @@ TEST_F(LogTest, DestructionFlushesOnlyOutputModeOne) {
       log.WriteJsonLog(9, value);
       EXPECT_FALSE(Exists(dir / "NorvaneKestrel.log"));
     }
-    Json::Value expected(Json::arrayValue);
-    expected.append(outputMode);
-    EXPECT_EQ(ReadFile(dir / "NorvaneTRX.log"), expected.toStyledString() + "\n");
-    if (outputMode == 1) {
-      EXPECT_EQ(Messages(dir / "NorvaneKestrel.log"), std::vector<std::string>{"cached 1"});
-    } else {
-      EXPECT_FALSE(Exists(dir / "NorvaneKestrel.log"));  // lost without OutputCacheLog
-    }
+    EXPECT_EQ(ReadFile(dir / "NorvaneTRX.log"), JsonText({Array({outputMode})}));
+    // Mode 2 loses the text without OutputCacheLog.
+    EXPECT_EQ(Messages(dir / "NorvaneKestrel.log"),
+              std::vector<std::string>(outputMode == 1 ? 1 : 0, "cached 1"));
   }
 }
 
@@ -373,8 +362,7 @@ TEST_F(LogTest, DestructionFlushesOnlyOutputModeOne) {
 // (or the library) goes away. InitLogFromDLL asks for /etc/NorvaneLogConfig.ini only.
 TEST_F(LogTest, ProcessWideLogFreeFunctionsAndExitFlush) {
   if (Exists("/etc/NorvaneLogConfig.ini")) GTEST_SKIP() << "this host has a log configuration";
-  std::string config =
-      WriteConfig("[BARCODECONFIG]\nLevel=9\nMode=3\nOutputMode=1\nPath=" + SavePath());
+  std::string config = WriteConfig("Level=9\nMode=3\nOutputMode=1\nPath=" + SavePath());
   std::fflush(nullptr);
   pid_t child = fork();
   ASSERT_NE(child, -1);
@@ -399,9 +387,7 @@ TEST_F(LogTest, ProcessWideLogFreeFunctionsAndExitFlush) {
   ASSERT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(Messages(TextLog()),
             (std::vector<std::string>{"FuncStart Child", "FuncEnd Child, duration 3"}));
-  Json::Value expected(Json::arrayValue);
-  expected.append("done");
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n");
+  EXPECT_EQ(ReadFile(JsonLog()), JsonText({Array({"done"})}));
   EXPECT_EQ(ReadFile(SavePath() + "frame_007.bmp"), "PIXELS");
   EXPECT_FALSE(Exists(SavePath() + "frame_008.bmp"));
   EXPECT_TRUE(Exists(SavePath() + std::string(255, 'h')));

@@ -30,17 +30,19 @@ TEST(PathHelper, JudgePathTypeTestsTheModeBitsOneByOne) {
   fs::create_symlink(dir / "gone", dir / "dangling");
   ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
 
-  EXPECT_EQ(PathHelper::JudgePathType((dir / "file").c_str()), PT_FILE);
-  EXPECT_EQ(PathHelper::JudgePathType(dir.path().c_str()), PT_DIRECTORY);
-  EXPECT_EQ(PathHelper::JudgePathType((dir / "link-to-dir").c_str()), PT_DIRECTORY);
-  EXPECT_EQ(PathHelper::JudgePathType((dir / "dangling").c_str()), PT_NOT_FOUND);
-  EXPECT_EQ(PathHelper::JudgePathType((dir / "missing").c_str()), PT_NOT_FOUND);
-  EXPECT_EQ(PathHelper::JudgePathType(""), PT_NOT_FOUND);
+  // "file/child" fails other than with "does not exist"; /dev/null is a character device.
+  const std::map<std::string, int> types = {{dir / "file", PT_FILE},
+                                            {dir.path(), PT_DIRECTORY},
+                                            {dir / "link-to-dir", PT_DIRECTORY},
+                                            {dir / "dangling", PT_NOT_FOUND},
+                                            {dir / "missing", PT_NOT_FOUND},
+                                            {"", PT_NOT_FOUND},
+                                            {dir / "fifo", PT_OTHER},
+                                            {"/dev/null", PT_OTHER},
+                                            {dir / "file/child", PT_OTHER}};
+  for (const auto& t : types)
+    EXPECT_EQ(PathHelper::JudgePathType(t.first.c_str()), t.second) << t.first;
   EXPECT_EQ(PathHelper::JudgePathType(nullptr), PT_OTHER);
-  EXPECT_EQ(PathHelper::JudgePathType((dir / "fifo").c_str()), PT_OTHER);
-  EXPECT_EQ(PathHelper::JudgePathType("/dev/null"), PT_OTHER);  // character device
-  // A failure other than "does not exist".
-  EXPECT_EQ(PathHelper::JudgePathType((dir / "file/child").c_str()), PT_OTHER);
 
   // A socket's mode carries bit 0x4000, so it answers "directory".
   std::string socketPath = dir / "sock";
@@ -67,10 +69,7 @@ TEST(PathHelper, IsPDFFileNeedsAllFourMagicBytes) {
   EXPECT_FALSE(PathHelper::IsPDFFile(static_cast<const char*>(nullptr)));
 
   const unsigned char buffer[] = {'%', 'P', 'D', 'F', '-', '1', '.', '7'};
-  EXPECT_TRUE(PathHelper::IsPDFFile(buffer, 4));
-  EXPECT_TRUE(PathHelper::IsPDFFile(buffer, 8));
-  EXPECT_FALSE(PathHelper::IsPDFFile(buffer, 3));
-  EXPECT_FALSE(PathHelper::IsPDFFile(buffer, -1));
+  for (int length : {-1, 3, 4, 8}) EXPECT_EQ(PathHelper::IsPDFFile(buffer, length), length >= 4);
   EXPECT_FALSE(PathHelper::IsPDFFile(static_cast<const unsigned char*>(nullptr), 8));
   EXPECT_FALSE(PathHelper::IsPDFFile(buffer + 1, 4));
 }
@@ -170,17 +169,11 @@ TEST(GetAllFiles, RandomTreesMatchAFilesystemWalk) {
         std::sort(expected.begin(), expected.end());
         EXPECT_EQ(sortedListed, expected);
         // A subdirectory's files come together, where the subdirectory was met.
-        std::map<std::string, size_t> last;
+        std::map<fs::path, size_t> last;
         for (size_t i = 0; i < listed.size(); ++i) {
-          std::string parent = fs::path(listed[i]).parent_path().string();
-          for (std::string p = parent; p.size() > dir.path().size();
-               p = fs::path(p).parent_path().string()) {
-            if (last.count(p) != 0) {
-              EXPECT_EQ(last[p], i - 1) << listed[i];
-            }
-          }
-          for (std::string p = parent; p.size() > dir.path().size();
-               p = fs::path(p).parent_path().string()) {
+          for (fs::path p = fs::path(listed[i]).parent_path();
+               p.string().size() > dir.path().size(); p = p.parent_path()) {
+            if (last.count(p) != 0) EXPECT_EQ(last[p], i - 1) << listed[i];
             last[p] = i;
           }
         }
