@@ -78,6 +78,11 @@ class LogTest : public ::testing::Test {
   TempDir dir_;
 };
 
+bool RecordImage(const void* data, const char* path) {
+  testing_util::WriteFile(path, static_cast<const char*>(data));
+  return false;  // a failing writer changes nothing
+}
+
 TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   TQLog log;
   // A missing file leaves everything off, and nothing of any kind is written.
@@ -88,11 +93,8 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   Json::Value value(1);
   log.WriteJsonLog(0, value);
   log.OutputJsonLog();
-  static bool called = false;
-  EXPECT_EQ(
-      log.WriteImgLog([](const void*, const char*) { return called = true; }, nullptr, "x.png", 0),
-      "");
-  EXPECT_FALSE(called);
+  char pixels[] = "PIXELS";
+  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "x.png", 0), "");
   EXPECT_TRUE(std::filesystem::is_empty(dir_.path()));
 
   // The INI reading itself is tested in ini_io_test.cpp; here what the log takes from it.
@@ -103,12 +105,9 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
             std::vector<int>({0, LOG_MODE_TEXT, 1}));  // missing Level: 0
   EXPECT_EQ(log.GetSavePath(), SavePath());
   log.WriteTextLog(0, "cached");
-  log.WriteJsonLog(0, value);
   EXPECT_FALSE(Exists(TextLog()));
   log.OutputCacheLog();
-  log.OutputJsonLog();
   EXPECT_EQ(Messages(TextLog()), std::vector<std::string>{"cached"});
-  EXPECT_TRUE(Exists(JsonLog()));
 
   // Once configured, InitLog changes nothing; the setters still do.
   WriteConfig("Level = 5\nMode = 1\n");
@@ -143,13 +142,8 @@ TEST_F(LogTest, TextLinesCarryThreadIdAndTimeAndNamesAreLiteral) {
   log.WriteTextLog(0, "text is off");
   log.WriteFuncStartLog(0, "text is off");
 
-  std::vector<std::string> lines = ReadLines(TextLog());
-  ASSERT_EQ(lines.size(), 5u);
-  const int tid = GetCurrentThreadId();
-  for (const std::string& line : lines) EXPECT_EQ(Parse(line).tid, tid) << line;
-  char header[16];
-  std::snprintf(header, sizeof(header), "[TID:%6d][", tid);
-  EXPECT_EQ(lines[0].rfind(header, 0), 0u);
+  for (const std::string& line : ReadLines(TextLog()))
+    EXPECT_EQ(Parse(line).tid, GetCurrentThreadId()) << line;
   EXPECT_EQ(Messages(TextLog()),
             (std::vector<std::string>{"value 42 of x", "FuncStart Process",
                                       "FuncEnd Process, duration 1234", "FuncStart 100%s %n %d%%",
@@ -217,16 +211,14 @@ void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached)
 }
 
 TEST_F(LogTest, ConcurrentWritersLoseNothingInBothOutputModes) {
-  {
-    TQLog log;
-    log.InitLogFromSetting(LOG_MODE_TEXT, 9, SavePath().c_str());
-    CheckConcurrentWriters(log, TextLog(), false);
-  }
-  std::remove(TextLog().c_str());
   std::string config = WriteConfig("Level=9\nMode=2\nOutputMode=1\nPath=" + SavePath());
-  TQLog log;
-  log.InitLog(config.c_str());
-  CheckConcurrentWriters(log, TextLog(), true);
+  for (bool cached : {false, true}) {
+    TQLog log;
+    cached ? log.InitLog(config.c_str())
+           : log.InitLogFromSetting(LOG_MODE_TEXT, 9, SavePath().c_str());
+    CheckConcurrentWriters(log, TextLog(), cached);
+    std::remove(TextLog().c_str());
+  }
 }
 
 TEST_F(LogTest, SettersRaceWithWritersWithoutTornLines) {
@@ -286,47 +278,40 @@ TEST_F(LogTest, JsonLogFollowsTheLevelOnlyAndStartsOverAfterOutput) {
   EXPECT_EQ(ReadFile(JsonLog()), expected);
 }
 
-std::vector<std::string> g_writtenImages;
-
-bool RecordImage(const void* data, const char* path) {
-  g_writtenImages.push_back(path);
-  testing_util::WriteFile(path, static_cast<const char*>(data));
-  return false;  // a failing writer changes nothing
-}
-
 TEST_F(LogTest, DirectoryLayersNestImageFiles) {
-  g_writtenImages.clear();
   TQLog log;
   log.InitLogFromSetting(kBoth, 9, SavePath().c_str());
   char pixels[] = "PIXELS";
+  // Writes an image; the path returned must be the one the writer was given.
+  auto image = [&](const char* name, int level) {
+    std::string path = log.WriteImgLog(&RecordImage, pixels, name, level);
+    if (!path.empty()) EXPECT_EQ(ReadFile(path), "PIXELS") << path;
+    return path;
+  };
   log.PopDirLayer();  // empty: no line
   log.AddDirLayer("a");
   log.AddDirLayer("b");
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "x.png", 1), SavePath() + "a/b/x.png");
-  EXPECT_EQ(ReadFile(SavePath() + "a/b/x.png"), "PIXELS");
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "too-detailed.png", 10), "");
+  EXPECT_EQ(image("x.png", 1), SavePath() + "a/b/x.png");
+  EXPECT_EQ(image("too-detailed.png", 10), "");
   log.PopDirLayer();
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "y.png", 9), SavePath() + "a/y.png");
+  EXPECT_EQ(image("y.png", 9), SavePath() + "a/y.png");
   log.PopDirLayer();
   log.PopDirLayer();
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "z.png", 9), SavePath() + "z.png");
-  EXPECT_EQ(g_writtenImages,
-            (std::vector<std::string>{SavePath() + "a/b/x.png", SavePath() + "a/y.png",
-                                      SavePath() + "z.png"}));
-  EXPECT_EQ(Messages(TextLog()), (std::vector<std::string>{"enter logDir a", "enter logDir b",
-                                                           "exist logDir b", "exist logDir a"}));
+  EXPECT_EQ(image("z.png", 9), SavePath() + "z.png");
 
-  // Without the image mode, layers are neither pushed nor logged nor popped.
+  // Without the image mode, layers are neither pushed nor logged nor popped; the
+  // enter/exit lines need the text mode, the layers do not.
   log.SetMode(LOG_MODE_TEXT);
   log.AddDirLayer("c");
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "w.png", 1), "");
+  EXPECT_EQ(image("w.png", 1), "");
   log.SetMode(LOG_MODE_IMAGE);
-  log.AddDirLayer("quiet");  // the line needs the text mode; the layer does not
+  log.AddDirLayer("quiet");
   log.SetMode(LOG_MODE_TEXT);
   log.PopDirLayer();
   log.SetMode(LOG_MODE_IMAGE);
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "v.png", 1), SavePath() + "quiet/v.png");
-  EXPECT_EQ(Messages(TextLog()).size(), 4u);
+  EXPECT_EQ(image("v.png", 1), SavePath() + "quiet/v.png");
+  EXPECT_EQ(Messages(TextLog()), (std::vector<std::string>{"enter logDir a", "enter logDir b",
+                                                           "exist logDir b", "exist logDir a"}));
 
   // CreatDir makes what is missing and leaves what can be opened.
   EXPECT_TRUE(log.CreatDir(SavePath() + "fresh"));
