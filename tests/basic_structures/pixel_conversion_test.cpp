@@ -273,31 +273,19 @@ TEST(PixelConversion, InvalidImagesAreRejectedWithTheirCode) {
   for (int format : {-1, 16, 1000, INT_MIN}) ExpectRejected(64, false, 4, 4, 4, format, -10071);
   ExpectRejected(0, true, 0, 0, 0, 16, -10071);  // a bad format wins over bad sizes
 
-  for (int format = 0; format < 16; ++format) {
-    for (int w : {1, 5, 8, 13}) {
-      for (int h : {1, 3, 4}) {
-        const int row = BytesPerRow(format, w), padded = row + 3;
-        const unsigned long long needed = 1ULL * row * Rows(format, h);
-        // {length, null bytes, width, height, stride, code}
-        const struct {
-          unsigned long long length;
-          bool nullBytes;
-          int w, h, stride, code;
-        } cases[] = {{needed, true, w, h, row, -10069},
-                     {needed, false, 0, h, row, -10069},
-                     {needed, false, -w, h, row, -10069},
-                     {needed, false, w, 0, row, -10069},
-                     {needed, false, w, -h, row, -10069},
-                     {needed, false, w, h, row - 1, -10069},
-                     {needed, false, w, h, -row, -10069},
-                     {needed - 1, false, w, h, row, -10070},
-                     {0, false, w, h, row, -10070},
-                     {1ULL * padded * Rows(format, h) - 1, false, w, h, padded, -10070}};
-        for (const auto& c : cases)
-          ExpectRejected(c.length, c.nullBytes, c.w, c.h, c.stride, format, c.code);
-      }
-    }
-  }
+  // Each size wrong in turn, with the minimal and with a padded stride.
+  ForEachShape(
+      {1, 5, 8, 13}, {1, 3, 4}, {0, 3}, [](int format, int w, int h, int stride, size_t length) {
+        auto reject = [&](size_t bytes, bool nullBytes, int w2, int h2, int stride2, int code) {
+          ExpectRejected(bytes, nullBytes, w2, h2, stride2, format, code);
+        };
+        reject(length, true, w, h, stride, -10069);
+        for (int bad : {0, -w}) reject(length, false, bad, h, stride, -10069);
+        for (int bad : {0, -h}) reject(length, false, w, bad, stride, -10069);
+        for (int bad : {BytesPerRow(format, w) - 1, -stride})
+          reject(length, false, w, h, bad, -10069);
+        for (size_t bad : {length - 1, size_t{0}}) reject(bad, false, w, h, stride, -10070);
+      });
   // Rows too wide for any stride: the row size must not wrap around.
   ExpectRejected(64, false, INT_MAX, 1, INT_MAX, IPF_ARGB_16161616, -10069);
   ExpectRejected(64, false, INT_MAX, 1, INT_MAX, IPF_NV21, -10069);

@@ -95,18 +95,11 @@ TEST(ResultImpBase, ChildrenAndParentFilledAndEmptiedFromThreads) {
       for (int i = 0; i < kItems; ++i) {
         Item* item = new Item(&deaths);
         children[t]->AddResultItemExternal(item);
-        switch (random() % 3) {
-          case 0:  // removed through the child: gone from both
-            children[t]->RemoveResultItem(&item->face);
-            break;
-          case 1:  // removed from the parent only: the child keeps it
-            parent->RemoveResultItem(&item->face);
-            kept.fetch_add(1);
-            break;
-          default:
-            kept.fetch_add(1);
-            EXPECT_TRUE(parent->HasResultItem(&item->face));
-        }
+        const unsigned action = random() % 3;
+        kept += action != 0;
+        if (action == 0) children[t]->RemoveResultItem(&item->face);  // gone from both
+        if (action == 1) parent->RemoveResultItem(&item->face);       // the child keeps it
+        if (action == 2) EXPECT_TRUE(parent->HasResultItem(&item->face));
       }
     });
   }
@@ -164,17 +157,19 @@ TEST(TQObjectRefPool, RetainsAndReleasesPairUp) {
 }
 
 TEST(TXPParameterBase, CopyStringToBufferFillsWithoutOverrun) {
-  char buffer[5];
-  std::memset(buffer, 'x', sizeof(buffer));
-  TXPParameterBase::CopyStringToBuffer("abc", buffer, 3);
-  EXPECT_EQ(std::memcmp(buffer, "abcxx", 5), 0);  // no terminator when the text fills it
-  TXPParameterBase::CopyStringToBuffer("abc", buffer, 4);
-  EXPECT_EQ(std::memcmp(buffer, "abc\0x", 5), 0);
-  TXPParameterBase::CopyStringToBuffer("toolong", buffer, 5);
-  EXPECT_EQ(std::memcmp(buffer, "toolo", 5), 0);
-  TXPParameterBase::CopyStringToBuffer("q", buffer, 0);
+  // No terminator when the text fills the size; nothing at all for size 0 or no buffer.
+  const struct {
+    const char* text;
+    int size;
+    const char expected[6];
+  } cases[] = {
+      {"abc", 3, "abcxx"}, {"abc", 4, "abc\0x"}, {"toolong", 5, "toolo"}, {"q", 0, "xxxxx"}};
+  for (const auto& c : cases) {
+    char buffer[5] = {'x', 'x', 'x', 'x', 'x'};
+    TXPParameterBase::CopyStringToBuffer(c.text, buffer, c.size);
+    EXPECT_EQ(std::memcmp(buffer, c.expected, 5), 0) << c.text << " " << c.size;
+  }
   TXPParameterBase::CopyStringToBuffer("q", nullptr, 5);
-  EXPECT_EQ(buffer[0], 't');
 }
 
 }  // namespace
