@@ -128,9 +128,9 @@ TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   EXPECT_EQ(Messages(dir_ / "preNorvaneKestrel.log"), std::vector<std::string>{"at level zero"});
 }
 
-TEST_F(LogTest, TextLinesCarryThreadIdAndTimeAndNamesAreLiteral) {
+TEST_F(LogTest, TextLinesCarryThreadIdAndTimeNamesAreLiteralAndLongLinesAreCut) {
   TQLog log;
-  log.InitLogFromSetting(LOG_MODE_TEXT, 9, SavePath().c_str());
+  log.InitLogFromSetting(kBoth, 9, SavePath().c_str());
   log.WriteTextLog(9, "value %d of %s", 42, "x");
   log.WriteTextLog(10, "too detailed");
   log.WriteFuncStartLog(9, "Process");
@@ -138,34 +138,27 @@ TEST_F(LogTest, TextLinesCarryThreadIdAndTimeAndNamesAreLiteral) {
   log.WriteFuncStartLog(9, "100%s %n %d%%");  // never read as conversions
   log.WriteFuncEndLog(9, "%s%s%s", -7);
   log.WriteFuncStartLog(10, "too detailed");
-  log.SetMode(LOG_MODE_IMAGE);
-  log.WriteTextLog(0, "text is off");
-  log.WriteFuncStartLog(0, "text is off");
-
-  for (const std::string& line : ReadLines(TextLog()))
-    EXPECT_EQ(Parse(line).tid, GetCurrentThreadId()) << line;
-  EXPECT_EQ(Messages(TextLog()),
-            (std::vector<std::string>{"value 42 of x", "FuncStart Process",
-                                      "FuncEnd Process, duration 1234", "FuncStart 100%s %n %d%%",
-                                      "FuncEnd %s%s%s, duration -7"}));
-}
-
-TEST_F(LogTest, OverlongLinesAreCutNotOverflowed) {
-  TQLog log;
-  log.InitLogFromSetting(kBoth, 9, SavePath().c_str());
-  const std::string huge(10000, 'h');
+  const std::string huge(10000, 'h');  // lines 5 to 8: cut, not overflowed
   log.WriteTextLog(9, "%s", huge.c_str());
   log.WriteFuncStartLog(9, huge.c_str());
   log.WriteFuncEndLog(9, huge.c_str(), 1);
   log.AddDirLayer(huge.c_str());
   log.WriteTextLog(9, "short");
+  log.SetMode(LOG_MODE_IMAGE);
+  log.WriteTextLog(0, "text is off");
+  log.WriteFuncStartLog(0, "text is off");
+
   std::vector<std::string> lines = ReadLines(TextLog());
-  ASSERT_EQ(lines.size(), 5u);
-  for (size_t i = 0; i < 4; ++i) {
-    EXPECT_EQ(lines[i].size(), 4095u);  // 4 KiB with the newline
-    EXPECT_TRUE(Parse(lines[i]).ok);
+  ASSERT_EQ(lines.size(), 10u);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(Parse(lines[i]).tid, GetCurrentThreadId()) << lines[i];
+    if (i >= 5 && i < 9) EXPECT_EQ(lines[i].size(), 4095u);  // 4 KiB with the newline
   }
-  EXPECT_EQ(Parse(lines[4]).message, "short");
+  std::vector<std::string> messages = Messages(TextLog());
+  messages.erase(messages.begin() + 5, messages.begin() + 9);
+  EXPECT_EQ(messages, (std::vector<std::string>{
+                          "value 42 of x", "FuncStart Process", "FuncEnd Process, duration 1234",
+                          "FuncStart 100%s %n %d%%", "FuncEnd %s%s%s, duration -7", "short"}));
 }
 
 // Several threads write numbered lines of varied length at once; every line must
