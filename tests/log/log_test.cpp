@@ -317,21 +317,20 @@ TEST_F(LogTest, DirectoryLayersNestImageFiles) {
 
 TEST_F(LogTest, DestructionFlushesOnlyOutputModeOne) {
   for (int outputMode : {1, 2}) {
-    TempDir dir;
+    const std::string prefix = dir_ / ("m" + std::to_string(outputMode));
     {
       TQLog log;
-      std::string config = dir / "config.ini";
-      WriteFile(config, "[BARCODECONFIG]\nLevel=9\nMode=2\nOutputMode=" +
-                            std::to_string(outputMode) + "\nPath=" + dir.path() + "/\n");
-      log.InitLog(config.c_str());
+      log.InitLog(WriteConfig("Level=9\nMode=2\nOutputMode=" + std::to_string(outputMode) +
+                              "\nPath=" + prefix)
+                      .c_str());
       log.WriteTextLog(9, "cached %d", outputMode);
       Json::Value value(outputMode);
       log.WriteJsonLog(9, value);
-      EXPECT_FALSE(Exists(dir / "NorvaneKestrel.log"));
+      EXPECT_FALSE(Exists(prefix + "NorvaneKestrel.log"));
     }
-    EXPECT_EQ(ReadFile(dir / "NorvaneTRX.log"), JsonText({Array({outputMode})}));
+    EXPECT_EQ(ReadFile(prefix + "NorvaneTRX.log"), JsonText({Array({outputMode})}));
     // Mode 2 loses the text without OutputCacheLog.
-    EXPECT_EQ(Messages(dir / "NorvaneKestrel.log"),
+    EXPECT_EQ(Messages(prefix + "NorvaneKestrel.log"),
               std::vector<std::string>(outputMode == 1 ? 1 : 0, "cached 1"));
   }
 }
