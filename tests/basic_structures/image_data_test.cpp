@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <random>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,7 +41,14 @@ TEST(CImageData, OwnershipOfBytesAndTag) {
   g_freed = 0;
   { CImageData adopted(4, new unsigned char[4](), &CountingDelete, 2, 2, 2, IPF_GRAYSCALE); }
   { CImageData borrowed(6, pixels, nullptr, 3, 2, 3, IPF_GRAYSCALE); }
-  EXPECT_EQ(g_freed, 1);
+  {  // A counted hashed image frees adopted bytes once, with its last reference.
+    TQRef<TQImageData> ref(
+        new TQHashedImageData(4, new unsigned char[4](), &CountingDelete, 2, 2, 2, IPF_GRAYSCALE));
+    TQRef<TQImageData> second = ref;
+    ref = nullptr;
+    EXPECT_EQ(g_freed, 1);
+  }
+  EXPECT_EQ(g_freed, 2);
 
   // SetImageTag clones, keeps the tag it already holds, replaces and removes.
   CImageData image;
@@ -136,7 +142,6 @@ std::string IdOf(TQHashedImageData& image) {
 
 TEST(TQHashedImageData, IdFollowsTheBytesOnly) {
   std::mt19937 rng(7);
-  std::set<std::string> seen;
   for (int round = 0; round < 200; ++round) {
     const int width = 1 + static_cast<int>(rng() % 40), height = 1 + static_cast<int>(rng() % 20);
     std::vector<unsigned char> bytes(static_cast<size_t>(width) * height);
@@ -150,9 +155,7 @@ TEST(TQHashedImageData, IdFollowsTheBytesOnly) {
     const std::string id = IdOf(copied);
     EXPECT_EQ(id, SlowId(bytes));
     EXPECT_EQ(IdOf(borrowed), id);
-    seen.insert(id);
   }
-  EXPECT_EQ(seen.size(), 200u);  // random images, in practice all different
 
   TQHashedImageData empty(100, nullptr, 10, 10, 10, IPF_GRAYSCALE);
   EXPECT_EQ(IdOf(empty), "BKDR_0");
@@ -179,19 +182,6 @@ TEST(TQHashedImageData, IdIsComputedOnceEvenWhenAskedConcurrently) {
   image.GetIdStruct().SetValue("kept");
   image.CalcHashID();
   EXPECT_EQ(image.GetIdStruct().GetValue(), "kept");
-}
-
-TEST(TQHashedImageData, CountedLifetimeFreesAdoptedBytes) {
-  static int freed = 0;
-  auto deleter = [](const unsigned char* b) { ++freed, delete[] b; };
-  {
-    TQRef<TQImageData> ref(
-        new TQHashedImageData(16, new unsigned char[16](), deleter, 4, 4, 4, IPF_GRAYSCALE));
-    TQRef<TQImageData> second = ref;
-    ref = nullptr;
-    EXPECT_EQ(freed, 0);
-  }
-  EXPECT_EQ(freed, 1);
 }
 
 }  // namespace

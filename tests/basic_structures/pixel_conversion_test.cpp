@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <cmath>
@@ -39,13 +40,10 @@ int Rows(int format, int height) {
   return (format == 3 || format == 14) ? height + (height + 1) / 2 : height;
 }
 
-int Widen(int value, int bits) {  // repeat the top bits below the value
-  int wide = value << (8 - bits);
-  return wide | (wide >> bits);
-}
-
-int FloorDiv256(int v) { return static_cast<int>(std::floor(v / 256.0)); }
-int Clamp(int v) { return v < 0 ? 0 : (v > 255 ? 255 : v); }
+// A `bits`-bit value widened to 8 bits by repeating its top bits below it.
+int Widen(int value, int bits) { return (value << (8 - bits)) | (value << (8 - bits) >> bits); }
+// v / 256 rounded down, clipped to 0..255.
+int Clip(int v) { return std::min(255, std::max(0, static_cast<int>(std::floor(v / 256.0)))); }
 
 // Byte offsets of R, G and B within a pixel of {bytes per pixel} for the plain formats
 // (the high byte for 16-bit channels); 8-bit formats repeat the one byte.
@@ -67,9 +65,8 @@ Colour OracleColour(const CImageData& image, int x, int y) {
         image.GetBytes() + static_cast<size_t>(image.GetHeight() + y / 2) * image.GetStride() +
         (x / 2) * 2;
     const int c = row[x] - 16, d = chroma[f == 14 ? 0 : 1] - 128, e = chroma[f == 14 ? 1 : 0] - 128;
-    return {Clamp(FloorDiv256(298 * c + 409 * e + 128)),
-            Clamp(FloorDiv256(298 * c - 100 * d - 208 * e + 128)),
-            Clamp(FloorDiv256(298 * c + 516 * d + 128))};
+    return {Clip(298 * c + 409 * e + 128), Clip(298 * c - 100 * d - 208 * e + 128),
+            Clip(298 * c + 516 * d + 128)};
   }
   if (f == 4 || f == 5) {
     const int w = word(), greenBits = f == 4 ? 6 : 5;
