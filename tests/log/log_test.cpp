@@ -164,16 +164,13 @@ std::string Line(int t, int i) {
 }
 
 void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached) {
-  constexpr int kThreads = 4;
-  constexpr int kLines = 250;
-  std::vector<int> tids(kThreads);
+  constexpr int kThreads = 4, kLines = 250;
+  std::vector<int> tids(kThreads), next(kThreads, 0);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       tids[t] = GetCurrentThreadId();
-      for (int i = 0; i < kLines; ++i) {
-        log.WriteTextLog(9, "%s", Line(t, i).c_str());
-      }
+      for (int i = 0; i < kLines; ++i) log.WriteTextLog(9, "%s", Line(t, i).c_str());
     });
   }
   for (std::thread& thread : threads) thread.join();
@@ -183,7 +180,6 @@ void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached)
     log.OutputCacheLog();  // nothing left: nothing written twice
   }
 
-  std::vector<int> next(kThreads, 0);
   std::vector<std::string> lines = ReadLines(textLog);
   ASSERT_EQ(lines.size(), size_t{kThreads * kLines});
   for (const std::string& line : lines) {
