@@ -36,13 +36,9 @@ struct ParsedLine {
 ParsedLine Parse(const std::string& line) {
   static const std::regex kShape(
       R"(\[TID:( *-?[0-9]+)\]\[[0-9]{4}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\](.*))");
-  ParsedLine parsed;
   std::smatch match;
-  if (!std::regex_match(line, match, kShape) || match[1].length() < 6) return parsed;
-  parsed.ok = true;
-  parsed.tid = std::atoi(match[1].str().c_str());
-  parsed.message = match[2].str();
-  return parsed;
+  if (!std::regex_match(line, match, kShape) || match[1].length() < 6) return {};
+  return {true, std::atoi(match[1].str().c_str()), match[2].str()};
 }
 
 std::vector<std::string> Messages(const std::string& path) {
@@ -59,10 +55,21 @@ std::vector<std::string> Messages(const std::string& path) {
 // child process, so that it starts unconfigured there and its exit flush is seen.
 class LogTest : public ::testing::Test {
  protected:
+  // A config file of the [BARCODECONFIG] section with `body`.
   std::string WriteConfig(const std::string& body) {
-    std::string path = dir_ / "NorvaneLogConfig.ini";
-    WriteFile(path, body);
-    return path;
+    WriteFile(dir_ / "NorvaneLogConfig.ini", "[BARCODECONFIG]\n" + body);
+    return dir_ / "NorvaneLogConfig.ini";
+  }
+  // The JSON log holding the given documents, one after the other.
+  static std::string JsonText(std::initializer_list<Json::Value> documents) {
+    std::string text;
+    for (const Json::Value& document : documents) text += document.toStyledString() + "\n";
+    return text;
+  }
+  static Json::Value Array(std::initializer_list<Json::Value> values) {
+    Json::Value array(Json::arrayValue);
+    for (const Json::Value& value : values) array.append(value);
+    return array;
   }
   std::string SavePath() const { return dir_.path() + "/"; }
   std::string TextLog() const { return dir_ / "NorvaneKestrel.log"; }
@@ -71,64 +78,54 @@ class LogTest : public ::testing::Test {
   TempDir dir_;
 };
 
+bool RecordImage(const void* data, const char* path) {
+  testing_util::WriteFile(path, static_cast<const char*>(data));
+  return false;  // a failing writer changes nothing
+}
+
 TEST_F(LogTest, InitLogReadsItsSectionOnceAndOnlyWhenTheFileOpens) {
   TQLog log;
   // A missing file leaves everything off, and nothing of any kind is written.
   log.InitLog((dir_ / "missing.ini").c_str());
   EXPECT_FALSE(log.IsInitialized());
-  EXPECT_EQ(log.GetLevel(), 0);
-  EXPECT_EQ(log.GetMode(), 0);
   EXPECT_FALSE(log.AllowLogging(0, kBoth));
   log.WriteTextLog(0, "hidden");
   Json::Value value(1);
   log.WriteJsonLog(0, value);
   log.OutputJsonLog();
-  static bool called = false;
-  EXPECT_EQ(
-      log.WriteImgLog([](const void*, const char*) { return called = true; }, nullptr, "x.png", 0),
-      "");
-  EXPECT_FALSE(called);
+  char pixels[] = "PIXELS";
+  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "x.png", 0), "");
   EXPECT_TRUE(std::filesystem::is_empty(dir_.path()));
 
   // The INI reading itself is tested in ini_io_test.cpp; here what the log takes from it.
-  std::string config =
-      WriteConfig("[BARCODECONFIG]\nPath = " + SavePath() + "\nMode = 2\nOutputMode = 1\n");
+  std::string config = WriteConfig("Path = " + SavePath() + "\nMode = 2\nOutputMode = 1\n");
   log.InitLog(config.c_str());
   EXPECT_TRUE(log.IsInitialized());
-  EXPECT_EQ(log.GetLevel(), 0);  // missing Level: 0
-  EXPECT_EQ(log.GetMode(), LOG_MODE_TEXT);
-  EXPECT_EQ(log.GetOutputMode(), 1);
+  EXPECT_EQ(std::vector<int>({log.GetLevel(), log.GetMode(), log.GetOutputMode()}),
+            std::vector<int>({0, LOG_MODE_TEXT, 1}));  // missing Level: 0
   EXPECT_EQ(log.GetSavePath(), SavePath());
   log.WriteTextLog(0, "cached");
-  log.WriteJsonLog(0, value);
   EXPECT_FALSE(Exists(TextLog()));
   log.OutputCacheLog();
-  log.OutputJsonLog();
   EXPECT_EQ(Messages(TextLog()), std::vector<std::string>{"cached"});
-  EXPECT_TRUE(Exists(JsonLog()));
 
-  // Once configured, InitLog changes nothing; the setters still do.
-  WriteConfig("[BARCODECONFIG]\nLevel = 5\nMode = 1\n");
+  // Once configured, InitLog changes nothing.
+  WriteConfig("Level = 5\nMode = 1\n");
   log.InitLog(config.c_str());
-  EXPECT_EQ(log.GetLevel(), 0);
-  EXPECT_EQ(log.GetMode(), LOG_MODE_TEXT);
-  log.SetLevel(4);
-  log.SetMode(LOG_MODE_IMAGE);
-  EXPECT_TRUE(log.AllowLogging(4, LOG_MODE_IMAGE));
-  EXPECT_FALSE(log.AllowLogging(5, LOG_MODE_IMAGE));
-  EXPECT_FALSE(log.AllowLogging(4, LOG_MODE_TEXT));
+  EXPECT_EQ(std::vector<int>({log.GetLevel(), log.GetMode()}),
+            std::vector<int>({0, LOG_MODE_TEXT}));
 
   // A path without '/' prefixes the file names; output mode 0 writes at once.
   TQLog other;
-  WriteConfig("[BARCODECONFIG]\nMode = 2\nPath = " + dir_.path() + "/pre\n");
+  WriteConfig("Mode = 2\nPath = " + dir_.path() + "/pre\n");
   other.InitLog(config.c_str());
   other.WriteTextLog(0, "at level zero");
   EXPECT_EQ(Messages(dir_ / "preNorvaneKestrel.log"), std::vector<std::string>{"at level zero"});
 }
 
-TEST_F(LogTest, TextLinesCarryThreadIdAndTimeAndNamesAreLiteral) {
+TEST_F(LogTest, TextLinesCarryThreadIdAndTimeNamesAreLiteralAndLongLinesAreCut) {
   TQLog log;
-  log.InitLogFromSetting(LOG_MODE_TEXT, 9, SavePath().c_str());
+  log.InitLogFromSetting(kBoth, 9, SavePath().c_str());
   log.WriteTextLog(9, "value %d of %s", 42, "x");
   log.WriteTextLog(10, "too detailed");
   log.WriteFuncStartLog(9, "Process");
@@ -136,54 +133,44 @@ TEST_F(LogTest, TextLinesCarryThreadIdAndTimeAndNamesAreLiteral) {
   log.WriteFuncStartLog(9, "100%s %n %d%%");  // never read as conversions
   log.WriteFuncEndLog(9, "%s%s%s", -7);
   log.WriteFuncStartLog(10, "too detailed");
-  log.SetMode(LOG_MODE_IMAGE);
-  log.WriteTextLog(0, "text is off");
-  log.WriteFuncStartLog(0, "text is off");
-
-  std::vector<std::string> lines = ReadLines(TextLog());
-  ASSERT_EQ(lines.size(), 5u);
-  const int tid = GetCurrentThreadId();
-  for (const std::string& line : lines) EXPECT_EQ(Parse(line).tid, tid) << line;
-  char header[16];
-  std::snprintf(header, sizeof(header), "[TID:%6d][", tid);
-  EXPECT_EQ(lines[0].rfind(header, 0), 0u);
-  EXPECT_EQ(Messages(TextLog()),
-            (std::vector<std::string>{"value 42 of x", "FuncStart Process",
-                                      "FuncEnd Process, duration 1234", "FuncStart 100%s %n %d%%",
-                                      "FuncEnd %s%s%s, duration -7"}));
-}
-
-TEST_F(LogTest, OverlongLinesAreCutNotOverflowed) {
-  TQLog log;
-  log.InitLogFromSetting(kBoth, 9, SavePath().c_str());
-  const std::string huge(10000, 'h');
+  const std::string huge(10000, 'h');  // lines 5 to 8: cut, not overflowed
   log.WriteTextLog(9, "%s", huge.c_str());
   log.WriteFuncStartLog(9, huge.c_str());
   log.WriteFuncEndLog(9, huge.c_str(), 1);
   log.AddDirLayer(huge.c_str());
   log.WriteTextLog(9, "short");
+  log.SetMode(LOG_MODE_IMAGE);
+  log.WriteTextLog(0, "text is off");
+  log.WriteFuncStartLog(0, "text is off");
+
   std::vector<std::string> lines = ReadLines(TextLog());
-  ASSERT_EQ(lines.size(), 5u);
-  for (size_t i = 0; i < 4; ++i) {
-    EXPECT_EQ(lines[i].size(), 4095u);  // 4 KiB with the newline
-    EXPECT_TRUE(Parse(lines[i]).ok);
+  ASSERT_EQ(lines.size(), 10u);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_EQ(Parse(lines[i]).tid, GetCurrentThreadId()) << lines[i];
+    if (i >= 5 && i < 9) EXPECT_EQ(lines[i].size(), 4095u);  // 4 KiB with the newline
   }
-  EXPECT_EQ(Parse(lines[4]).message, "short");
+  std::vector<std::string> messages = Messages(TextLog());
+  messages.erase(messages.begin() + 5, messages.begin() + 9);
+  EXPECT_EQ(messages, (std::vector<std::string>{
+                          "value 42 of x", "FuncStart Process", "FuncEnd Process, duration 1234",
+                          "FuncStart 100%s %n %d%%", "FuncEnd %s%s%s, duration -7", "short"}));
 }
 
 // Several threads write numbered lines of varied length at once; every line must
 // arrive whole, exactly once, in its thread's order, with its thread's id.
+std::string Line(int t, int i) {
+  return "w" + std::to_string(t) + " n" + std::to_string(i) + " " +
+         std::string((t * 37 + i * 11) % 300, 'p');
+}
+
 void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached) {
-  constexpr int kThreads = 4;
-  constexpr int kLines = 250;
-  std::vector<int> tids(kThreads);
+  constexpr int kThreads = 4, kLines = 250;
+  std::vector<int> tids(kThreads), next(kThreads, 0);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       tids[t] = GetCurrentThreadId();
-      for (int i = 0; i < kLines; ++i) {
-        log.WriteTextLog(9, "w%d n%d %s", t, i, std::string((t * 37 + i * 11) % 300, 'p').c_str());
-      }
+      for (int i = 0; i < kLines; ++i) log.WriteTextLog(9, "%s", Line(t, i).c_str());
     });
   }
   for (std::thread& thread : threads) thread.join();
@@ -193,38 +180,29 @@ void CheckConcurrentWriters(TQLog& log, const std::string& textLog, bool cached)
     log.OutputCacheLog();  // nothing left: nothing written twice
   }
 
-  std::vector<int> next(kThreads, 0);
   std::vector<std::string> lines = ReadLines(textLog);
   ASSERT_EQ(lines.size(), size_t{kThreads * kLines});
   for (const std::string& line : lines) {
     ParsedLine parsed = Parse(line);
-    int t = -1;
-    int i = -1;
-    int consumed = 0;
+    int t = -1, i = -1;
     ASSERT_TRUE(parsed.ok) << line;
-    ASSERT_EQ(std::sscanf(parsed.message.c_str(), "w%d n%d %n", &t, &i, &consumed), 2) << line;
+    ASSERT_EQ(std::sscanf(parsed.message.c_str(), "w%d n%d", &t, &i), 2) << line;
     ASSERT_TRUE(t >= 0 && t < kThreads) << line;
-    std::string padding = parsed.message.substr(static_cast<size_t>(consumed));
     EXPECT_EQ(parsed.tid, tids[t]) << line;
-    EXPECT_EQ(i, next[t]) << line;
-    EXPECT_EQ(padding, std::string((t * 37 + i * 11) % 300, 'p')) << line;
-    next[t] = i + 1;
+    EXPECT_EQ(parsed.message, Line(t, next[t]++)) << line;  // in order, whole
   }
   for (int t = 0; t < kThreads; ++t) EXPECT_EQ(next[t], kLines);
 }
 
 TEST_F(LogTest, ConcurrentWritersLoseNothingInBothOutputModes) {
-  {
+  std::string config = WriteConfig("Level=9\nMode=2\nOutputMode=1\nPath=" + SavePath());
+  for (bool cached : {false, true}) {
     TQLog log;
-    log.InitLogFromSetting(LOG_MODE_TEXT, 9, SavePath().c_str());
-    CheckConcurrentWriters(log, TextLog(), false);
+    cached ? log.InitLog(config.c_str())
+           : log.InitLogFromSetting(LOG_MODE_TEXT, 9, SavePath().c_str());
+    CheckConcurrentWriters(log, TextLog(), cached);
+    std::remove(TextLog().c_str());
   }
-  std::remove(TextLog().c_str());
-  std::string config =
-      WriteConfig("[BARCODECONFIG]\nLevel=9\nMode=2\nOutputMode=1\nPath=" + SavePath());
-  TQLog log;
-  log.InitLog(config.c_str());
-  CheckConcurrentWriters(log, TextLog(), true);
 }
 
 TEST_F(LogTest, SettersRaceWithWritersWithoutTornLines) {
@@ -245,7 +223,7 @@ TEST_F(LogTest, SettersRaceWithWritersWithoutTornLines) {
   for (int t = 0; t < 2; ++t) {
     writers.emplace_back([&] {
       for (int i = 0; i < 300; ++i) {
-        if (AllowLogging(9, LOG_MODE_TEXT)) log.WriteTextLog(9, "line %d", i);
+        if (log.AllowLogging(9, LOG_MODE_TEXT)) log.WriteTextLog(9, "line %d", i);
         log.WriteFuncStartLog(9, "F");
       }
     });
@@ -257,32 +235,23 @@ TEST_F(LogTest, SettersRaceWithWritersWithoutTornLines) {
 }
 
 TEST_F(LogTest, JsonLogFollowsTheLevelOnlyAndStartsOverAfterOutput) {
-  std::string config = WriteConfig("[BARCODECONFIG]\nLevel=5\nMode=0\nPath=" + SavePath());
+  std::string config = WriteConfig("Level=5\nMode=0\nPath=" + SavePath());
   TQLog log;
   log.InitLog(config.c_str());
   Json::Value first;
   first["stage"] = "locate";
   first["count"] = 3;
-  Json::Value second(Json::arrayValue);
-  second.append(1.5);
-  Json::Value null;
+  Json::Value second = Array({1.5}), null;
   log.WriteJsonLog(5, first);  // mode 0 does not matter
   log.WriteJsonLog(6, second);
   log.WriteJsonLog(0, null);
   log.WriteJsonLog(-3, second);
   log.OutputJsonLog();
   log.OutputJsonLog();  // null again: writes nothing
-
-  Json::Value expected(Json::arrayValue);
-  expected.append(first);
-  expected.append(second);
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n");
-
   log.WriteJsonLog(1, first);
   log.OutputJsonLog();
-  Json::Value again(Json::arrayValue);
-  again.append(first);
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n" + again.toStyledString() + "\n");
+  const std::string expected = JsonText({Array({first, second}), Array({first})});
+  EXPECT_EQ(ReadFile(JsonLog()), expected);
 
   // Configured without InitLog there is no JSON file to write to: the document is
   // still cleared, so it is not written later either.
@@ -290,50 +259,43 @@ TEST_F(LogTest, JsonLogFollowsTheLevelOnlyAndStartsOverAfterOutput) {
   direct.InitLogFromSetting(kBoth, 9, SavePath().c_str());
   direct.WriteJsonLog(1, first);
   direct.OutputJsonLog();
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n" + again.toStyledString() + "\n");
-}
-
-std::vector<std::string> g_writtenImages;
-
-bool RecordImage(const void* data, const char* path) {
-  g_writtenImages.push_back(path);
-  testing_util::WriteFile(path, static_cast<const char*>(data));
-  return false;  // a failing writer changes nothing
+  EXPECT_EQ(ReadFile(JsonLog()), expected);
 }
 
 TEST_F(LogTest, DirectoryLayersNestImageFiles) {
-  g_writtenImages.clear();
   TQLog log;
   log.InitLogFromSetting(kBoth, 9, SavePath().c_str());
   char pixels[] = "PIXELS";
+  // Writes an image; the path returned must be the one the writer was given.
+  auto image = [&](const char* name, int level) {
+    std::string path = log.WriteImgLog(&RecordImage, pixels, name, level);
+    if (!path.empty()) EXPECT_EQ(ReadFile(path), "PIXELS") << path;
+    return path;
+  };
   log.PopDirLayer();  // empty: no line
   log.AddDirLayer("a");
   log.AddDirLayer("b");
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "x.png", 1), SavePath() + "a/b/x.png");
-  EXPECT_EQ(ReadFile(SavePath() + "a/b/x.png"), "PIXELS");
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "too-detailed.png", 10), "");
+  EXPECT_EQ(image("x.png", 1), SavePath() + "a/b/x.png");
+  EXPECT_EQ(image("too-detailed.png", 10), "");
   log.PopDirLayer();
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "y.png", 9), SavePath() + "a/y.png");
+  EXPECT_EQ(image("y.png", 9), SavePath() + "a/y.png");
   log.PopDirLayer();
   log.PopDirLayer();
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "z.png", 9), SavePath() + "z.png");
-  EXPECT_EQ(g_writtenImages,
-            (std::vector<std::string>{SavePath() + "a/b/x.png", SavePath() + "a/y.png",
-                                      SavePath() + "z.png"}));
-  EXPECT_EQ(Messages(TextLog()), (std::vector<std::string>{"enter logDir a", "enter logDir b",
-                                                           "exist logDir b", "exist logDir a"}));
+  EXPECT_EQ(image("z.png", 9), SavePath() + "z.png");
 
-  // Without the image mode, layers are neither pushed nor logged nor popped.
+  // Without the image mode, layers are neither pushed nor logged nor popped; the
+  // enter/exit lines need the text mode, the layers do not.
   log.SetMode(LOG_MODE_TEXT);
   log.AddDirLayer("c");
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "w.png", 1), "");
+  EXPECT_EQ(image("w.png", 1), "");
   log.SetMode(LOG_MODE_IMAGE);
-  log.AddDirLayer("quiet");  // the line needs the text mode; the layer does not
+  log.AddDirLayer("quiet");
   log.SetMode(LOG_MODE_TEXT);
   log.PopDirLayer();
   log.SetMode(LOG_MODE_IMAGE);
-  EXPECT_EQ(log.WriteImgLog(&RecordImage, pixels, "v.png", 1), SavePath() + "quiet/v.png");
-  EXPECT_EQ(Messages(TextLog()).size(), 4u);
+  EXPECT_EQ(image("v.png", 1), SavePath() + "quiet/v.png");
+  EXPECT_EQ(Messages(TextLog()), (std::vector<std::string>{"enter logDir a", "enter logDir b",
+                                                           "exist logDir b", "exist logDir a"}));
 
   // CreatDir makes what is missing and leaves what can be opened.
   EXPECT_TRUE(log.CreatDir(SavePath() + "fresh"));
@@ -346,26 +308,21 @@ TEST_F(LogTest, DirectoryLayersNestImageFiles) {
 
 TEST_F(LogTest, DestructionFlushesOnlyOutputModeOne) {
   for (int outputMode : {1, 2}) {
-    TempDir dir;
+    const std::string prefix = dir_ / ("m" + std::to_string(outputMode));
     {
       TQLog log;
-      std::string config = dir / "config.ini";
-      WriteFile(config, "[BARCODECONFIG]\nLevel=9\nMode=2\nOutputMode=" +
-                            std::to_string(outputMode) + "\nPath=" + dir.path() + "/\n");
-      log.InitLog(config.c_str());
+      log.InitLog(WriteConfig("Level=9\nMode=2\nOutputMode=" + std::to_string(outputMode) +
+                              "\nPath=" + prefix)
+                      .c_str());
       log.WriteTextLog(9, "cached %d", outputMode);
       Json::Value value(outputMode);
       log.WriteJsonLog(9, value);
-      EXPECT_FALSE(Exists(dir / "NorvaneKestrel.log"));
+      EXPECT_FALSE(Exists(prefix + "NorvaneKestrel.log"));
     }
-    Json::Value expected(Json::arrayValue);
-    expected.append(outputMode);
-    EXPECT_EQ(ReadFile(dir / "NorvaneTRX.log"), expected.toStyledString() + "\n");
-    if (outputMode == 1) {
-      EXPECT_EQ(Messages(dir / "NorvaneKestrel.log"), std::vector<std::string>{"cached 1"});
-    } else {
-      EXPECT_FALSE(Exists(dir / "NorvaneKestrel.log"));  // lost without OutputCacheLog
-    }
+    EXPECT_EQ(ReadFile(prefix + "NorvaneTRX.log"), JsonText({Array({outputMode})}));
+    // Mode 2 loses the text without OutputCacheLog.
+    EXPECT_EQ(Messages(prefix + "NorvaneKestrel.log"),
+              std::vector<std::string>(outputMode == 1 ? 1 : 0, "cached 1"));
   }
 }
 
@@ -373,8 +330,7 @@ TEST_F(LogTest, DestructionFlushesOnlyOutputModeOne) {
 // (or the library) goes away. InitLogFromDLL asks for /etc/NorvaneLogConfig.ini only.
 TEST_F(LogTest, ProcessWideLogFreeFunctionsAndExitFlush) {
   if (Exists("/etc/NorvaneLogConfig.ini")) GTEST_SKIP() << "this host has a log configuration";
-  std::string config =
-      WriteConfig("[BARCODECONFIG]\nLevel=9\nMode=3\nOutputMode=1\nPath=" + SavePath());
+  std::string config = WriteConfig("Level=9\nMode=3\nOutputMode=1\nPath=" + SavePath());
   std::fflush(nullptr);
   pid_t child = fork();
   ASSERT_NE(child, -1);
@@ -399,9 +355,7 @@ TEST_F(LogTest, ProcessWideLogFreeFunctionsAndExitFlush) {
   ASSERT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(Messages(TextLog()),
             (std::vector<std::string>{"FuncStart Child", "FuncEnd Child, duration 3"}));
-  Json::Value expected(Json::arrayValue);
-  expected.append("done");
-  EXPECT_EQ(ReadFile(JsonLog()), expected.toStyledString() + "\n");
+  EXPECT_EQ(ReadFile(JsonLog()), JsonText({Array({"done"})}));
   EXPECT_EQ(ReadFile(SavePath() + "frame_007.bmp"), "PIXELS");
   EXPECT_FALSE(Exists(SavePath() + "frame_008.bmp"));
   EXPECT_TRUE(Exists(SavePath() + std::string(255, 'h')));

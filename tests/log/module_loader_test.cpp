@@ -38,7 +38,6 @@ std::string LibraryDirectory() {
   EXPECT_TRUE(PathHelper::GetDLLDirectory("", directory));
   return directory;
 }
-
 std::string ExecutableDirectory() {
   std::string directory;
   EXPECT_TRUE(PathHelper::GetEXEDirectory(directory));
@@ -46,26 +45,19 @@ std::string ExecutableDirectory() {
 }
 
 // Copies of the module put beside the library and the executable for one test.
-class StagedCopies {
- public:
-  StagedCopies()
-      : besideLibrary_(LibraryDirectory() + "libNorvaneTestModule.so"),
-        besideExecutable_(ExecutableDirectory() + "libNorvaneTestModule.so") {
-    fs::copy_file(NORVANE_TEST_MODULE_COPY1, besideLibrary_, fs::copy_options::overwrite_existing);
-    fs::copy_file(NORVANE_TEST_MODULE_COPY2, besideExecutable_,
+struct StagedCopies {
+  StagedCopies() {
+    fs::copy_file(NORVANE_TEST_MODULE_COPY1, besideLibrary, fs::copy_options::overwrite_existing);
+    fs::copy_file(NORVANE_TEST_MODULE_COPY2, besideExecutable,
                   fs::copy_options::overwrite_existing);
   }
   ~StagedCopies() {
     std::error_code ignored;
-    fs::remove(besideLibrary_, ignored);
-    fs::remove(besideExecutable_, ignored);
+    fs::remove(besideLibrary, ignored);
+    fs::remove(besideExecutable, ignored);
   }
-  const std::string& besideLibrary() const { return besideLibrary_; }
-  const std::string& besideExecutable() const { return besideExecutable_; }
-
- private:
-  std::string besideLibrary_;
-  std::string besideExecutable_;
+  const std::string besideLibrary = LibraryDirectory() + "libNorvaneTestModule.so";
+  const std::string besideExecutable = ExecutableDirectory() + "libNorvaneTestModule.so";
 };
 
 TEST(PathHelper, LibraryDirectoryIsWhereTheSharedLibraryLies) {
@@ -73,34 +65,29 @@ TEST(PathHelper, LibraryDirectoryIsWhereTheSharedLibraryLies) {
   ASSERT_FALSE(directory.empty());
   EXPECT_EQ(directory.back(), '/');
   EXPECT_TRUE(fs::equivalent(directory, fs::path(NORVANE_CORE_LIBRARY).parent_path()));
-  TQSafeString safe;
-  EXPECT_TRUE(PathHelper::GetDLLDirectory("ignored", safe));
-  EXPECT_EQ(safe.c_str(), directory);
+  TQSafeString safe;  // the other flavours give the same
   std::string tkr = "unchanged";
-  EXPECT_TRUE(PathHelper::GetTKRDLLDirectory(tkr));
-  EXPECT_EQ(tkr, directory);
+  EXPECT_TRUE(PathHelper::GetDLLDirectory("ignored", safe) && PathHelper::GetTKRDLLDirectory(tkr));
+  EXPECT_EQ(safe.c_str() + std::string("|") + tkr, directory + "|" + directory);
   EXPECT_FALSE(fs::equivalent(directory, ExecutableDirectory()));
 }
 
 TEST(ModuleLoader, PrefersLibraryDirectoryThenExecutableDirectoryThenSearch) {
   StagedCopies copies;
-  {
-    TQModuleLoaderBaseAuto loader;
-    void* function = loader.DynamicLoadDllFunc(kModule, kFunction);
-    EXPECT_EQ(CallValue(function), 1);
-    EXPECT_EQ(loader.DynamicLoadDllFunc(kModule, kFunction), function);  // recorded once
-    EXPECT_EQ(loader.DynamicLoadDllFunc(kModule, "NoSuchFunction"), nullptr);
-    EXPECT_TRUE(IsLoaded(copies.besideLibrary()));
+  // Copy 1 beside the library wins; once removed, copy 2 beside the executable; then 3.
+  for (const std::string* staged : {&copies.besideLibrary, &copies.besideExecutable}) {
+    {
+      TQModuleLoaderBaseAuto loader;
+      void* function = loader.DynamicLoadDllFunc(kModule, kFunction);
+      EXPECT_EQ(CallValue(function), staged == &copies.besideLibrary ? 1 : 2);
+      EXPECT_EQ(loader.DynamicLoadDllFunc(kModule, kFunction), function);  // recorded once
+      EXPECT_EQ(loader.DynamicLoadDllFunc(kModule, "NoSuchFunction"), nullptr);
+      EXPECT_TRUE(IsLoaded(*staged));
+    }
+    // The loader closed its handle, so the copy can be replaced by the next in line.
+    ASSERT_FALSE(IsLoaded(*staged));
+    fs::remove(*staged);
   }
-  // The loader closed its handle, so the copy can be replaced by the next in line.
-  ASSERT_FALSE(IsLoaded(copies.besideLibrary()));
-  fs::remove(copies.besideLibrary());
-  {
-    TQModuleLoaderBaseAuto loader;
-    EXPECT_EQ(CallValue(loader.DynamicLoadDllFunc(kModule, kFunction)), 2);
-  }
-  ASSERT_FALSE(IsLoaded(copies.besideExecutable()));
-  fs::remove(copies.besideExecutable());
   {
     TQModuleLoaderBaseAuto loader;
     EXPECT_EQ(CallValue(loader.DynamicLoadDllFunc(kModule, kFunction)), 3);
@@ -130,7 +117,6 @@ TEST(ModuleLoader, LoadModuleFuncRecordsLibraryPathsUntilDestroyed) {
     EXPECT_EQ(loader.loadModuleFunc(path.c_str(), kFunction), function);
     EXPECT_EQ(loader.loadModuleFunc(path.c_str(), "NoSuchFunction"), nullptr);
     EXPECT_EQ(loader.loadModuleFunc("/nonexistent/libX.so", kFunction), nullptr);
-    EXPECT_EQ(loader.loadModuleFunc("/nonexistent/libX.so", kFunction), nullptr);
     EXPECT_TRUE(IsLoaded(path));
   }
   // One dlopen was recorded and closed: nothing keeps the module.
@@ -148,15 +134,12 @@ TEST(ModuleLoader, LoadModuleFuncRecordsLibraryPathsUntilDestroyed) {
   void* failed = nullptr;
   EXPECT_EQ(loader.loadModuleFunc("/nonexistent/libX.so", kFunction, failed), nullptr);
   EXPECT_EQ(failed, nullptr);
-  void* none = nullptr;
-  loader.releaseModule(none);
+  loader.releaseModule(failed);
 }
 
 TEST(ModuleLoader, RacingThreadsLoadAModuleOnce) {
-  const std::string searched = std::string(NORVANE_TEST_MODULE_COPY3);
   constexpr int kThreads = 6;
-  std::vector<void*> automatic(kThreads);
-  std::vector<void*> shared(kThreads);
+  std::vector<void*> automatic(kThreads), shared(kThreads);
   void* sharedHandle = nullptr;
   {
     TQModuleLoaderBaseAuto loader;
@@ -172,11 +155,11 @@ TEST(ModuleLoader, RacingThreadsLoadAModuleOnce) {
     EXPECT_EQ(std::set<void*>(shared.begin(), shared.end()).size(), 1u);
     EXPECT_EQ(CallValue(automatic[0]), 3);
     ASSERT_NE(sharedHandle, nullptr);
-    loader.releaseModule(sharedHandle);  // the caller's one reference
-    EXPECT_TRUE(IsLoaded(searched));     // the loader's own reference remains
+    loader.releaseModule(sharedHandle);                // the caller's one reference
+    EXPECT_TRUE(IsLoaded(NORVANE_TEST_MODULE_COPY3));  // the loader's own reference remains
   }
   // Exactly one reference each: after both are given back the module is gone.
-  EXPECT_FALSE(IsLoaded(searched));
+  EXPECT_FALSE(IsLoaded(NORVANE_TEST_MODULE_COPY3));
 }
 
 }  // namespace
