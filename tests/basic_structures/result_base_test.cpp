@@ -99,7 +99,9 @@ TEST(ResultImpBase, ChildrenAndParentFilledAndEmptiedFromThreads) {
         kept += action != 0;
         if (action == 0) children[t]->RemoveResultItem(&item->face);  // gone from both
         if (action == 1) parent->RemoveResultItem(&item->face);       // the child keeps it
-        if (action == 2) EXPECT_TRUE(parent->HasResultItem(&item->face));
+        if (action == 2) {
+          EXPECT_TRUE(parent->HasResultItem(&item->face));
+        }
       }
     });
   }

@@ -154,7 +154,9 @@ TEST(GetAllFiles, RandomTreesMatchAFilesystemWalk) {
         for (size_t i = 0; i < listed.size(); ++i) {
           for (fs::path p = fs::path(listed[i]).parent_path();
                p.string().size() > dir.path().size(); p = p.parent_path()) {
-            if (last.count(p) != 0) EXPECT_EQ(last[p], i - 1) << listed[i];
+            if (last.count(p) != 0) {
+              EXPECT_EQ(last[p], i - 1) << listed[i];
+            }
             last[p] = i;
           }
         }
