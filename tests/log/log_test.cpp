@@ -147,7 +147,9 @@ TEST_F(LogTest, TextLinesCarryThreadIdAndTimeNamesAreLiteralAndLongLinesAreCut) 
   ASSERT_EQ(lines.size(), 10u);
   for (size_t i = 0; i < lines.size(); ++i) {
     EXPECT_EQ(Parse(lines[i]).tid, GetCurrentThreadId()) << lines[i];
-    if (i >= 5 && i < 9) EXPECT_EQ(lines[i].size(), 4095u);  // 4 KiB with the newline
+    if (i >= 5 && i < 9) {
+      EXPECT_EQ(lines[i].size(), 4095u);  // 4 KiB with the newline
+    }
   }
   std::vector<std::string> messages = Messages(TextLog());
   messages.erase(messages.begin() + 5, messages.begin() + 9);
@@ -269,7 +271,9 @@ TEST_F(LogTest, DirectoryLayersNestImageFiles) {
   // Writes an image; the path returned must be the one the writer was given.
   auto image = [&](const char* name, int level) {
     std::string path = log.WriteImgLog(&RecordImage, pixels, name, level);
-    if (!path.empty()) EXPECT_EQ(ReadFile(path), "PIXELS") << path;
+    if (!path.empty()) {
+      EXPECT_EQ(ReadFile(path), "PIXELS") << path;
+    }
     return path;
   };
   log.PopDirLayer();  // empty: no line
