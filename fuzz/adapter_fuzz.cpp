@@ -16,33 +16,13 @@
 #include <deque>
 #include <vector>
 
+#include "fuzz_input.h"
 #include "norvane/basic_structures/image_source_adapter_c.h"
 
 namespace {
 
-void Check(bool condition) {
-  if (!condition) __builtin_trap();
-}
-
-// Reads the next fixed-size field; zero once the input runs out.
-class Fields {
- public:
-  Fields(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-  template <typename T>
-  T Next() {
-    T value{};
-    const size_t n = size_ < sizeof(T) ? size_ : sizeof(T);
-    std::memcpy(&value, data_, n);
-    data_ += n;
-    size_ -= n;
-    return value;
-  }
-  bool empty() const { return size_ == 0; }
-
- private:
-  const uint8_t* data_;
-  size_t size_;
-};
+using norvane_fuzz::Check;
+using norvane_fuzz::Fields;
 
 // How often each record made here has been released.
 std::vector<int> g_releases;
@@ -60,9 +40,9 @@ TXP_ImageData* MakeRecord(unsigned long long length, int width, int height, int 
                           TXP_ImageTag* tag) {
   const size_t ticket = g_releases.size();
   g_releases.push_back(0);
-  TXP_ImageData* record =
-      TXP_CreateImageData(length, kPixels, width, height, width, format, 0, tag,
-                          reinterpret_cast<void*>(static_cast<uintptr_t>(ticket)), &CountingRelease);
+  TXP_ImageData* record = TXP_CreateImageData(
+      length, kPixels, width, height, width, format, 0, tag,
+      reinterpret_cast<void*>(static_cast<uintptr_t>(ticket)), &CountingRelease);
   Check(record != nullptr);
   return record;
 }
@@ -257,7 +237,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 0);
         }
         const bool throughCallback = !native && model.fetchCallbacks;
-        Check(g_callbacks.starts + g_callbacks.stops == callbacksBefore + (throughCallback ? 1 : 0));
+        Check(g_callbacks.starts + g_callbacks.stops ==
+              callbacksBefore + (throughCallback ? 1 : 0));
         model.fetching = start;
         break;
       }

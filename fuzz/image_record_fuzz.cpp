@@ -13,6 +13,7 @@
 #include <cstring>
 #include <memory>
 
+#include "fuzz_input.h"
 #include "norvane/basic_structures/image_data.h"
 #include "norvane/basic_structures/pixel_conversion.h"
 #include "test_support/guarded_buffer.h"
@@ -23,30 +24,8 @@ using norvane::basic_structures::CFileImageTag;
 using norvane::basic_structures::CImageData;
 using norvane::basic_structures::ImagePixelFormat;
 
-void Check(bool condition) {
-  if (!condition) __builtin_trap();
-}
-
-// Reads the next fixed-size field; zero once the input runs out.
-class Fields {
- public:
-  Fields(const uint8_t* data, size_t size) : data_(data), size_(size) {}
-  template <typename T>
-  T Next() {
-    T value{};
-    const size_t n = size_ < sizeof(T) ? size_ : sizeof(T);
-    std::memcpy(&value, data_, n);
-    data_ += n;
-    size_ -= n;
-    return value;
-  }
-  const uint8_t* rest() const { return data_; }
-  size_t restSize() const { return size_; }
-
- private:
-  const uint8_t* data_;
-  size_t size_;
-};
+using norvane_fuzz::Check;
+using norvane_fuzz::Fields;
 
 bool IsYuv(int f) { return f == 3 || f == 14; }
 bool IsEightBit(int f) { return f == 2 || f == 13 || f == 15; }
@@ -130,7 +109,8 @@ Colour PixelColour(const CImageData& image, int x, int y) {
 
 int PixelGrey(const CImageData& image, int x, int y) {
   const int f = image.GetImagePixelFormat();
-  if (IsYuv(f) || IsEightBit(f)) return image.GetBytes()[static_cast<size_t>(y) * image.GetStride() + x];
+  if (IsYuv(f) || IsEightBit(f))
+    return image.GetBytes()[static_cast<size_t>(y) * image.GetStride() + x];
   const Colour c = PixelColour(image, x, y);
   return (19562 * c.r + 38550 * c.g + 7424 * c.b) >> 16;
 }
