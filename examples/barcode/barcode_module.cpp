@@ -178,13 +178,8 @@ class WholeTask : public BarcodeTask {
   ErrorCode Run(TQTaskOutput* output, TQRegionObject* whole, TQSourceImageObject*) override {
     const GreyView image = ViewOf(whole->GetRegionImage());
     const std::vector<Code> codes = DecodeWholeImage(image);
-    if (codes.empty() && image.data != nullptr) {
-      CQuadrilateral all;
-      all.points[0] = Point(0, 0);
-      all.points[1] = Point(image.width - 1, 0);
-      all.points[2] = Point(image.width - 1, image.height - 1);
-      all.points[3] = Point(0, image.height - 1);
-      TQRegionObject* retry = AddRegion(output, whole, all, nullptr);
+    if (codes.empty() && image.data != nullptr) {  // the whole region's quad is the frame
+      TQRegionObject* retry = AddRegion(output, whole, QuadOf(*whole), nullptr);
       if (retry != nullptr) retry->GetModuleMap()[kKeyRetry] = "1";
     }
     std::string centres;

@@ -90,6 +90,10 @@ ImageFile Unreadable(const std::string& reason) {
   return file;
 }
 
+bool AboveLimit(int w, int h, unsigned long long maxPixels) {
+  return static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels;
+}
+
 ImageFile Refused(int w, int h, unsigned long long maxPixels) {
   ImageFile file;
   file.refused = true;
@@ -119,7 +123,6 @@ void FreeTurboJpegBytes(const unsigned char* bytes) { tjFree(const_cast<unsigned
 // stb_image's decoder (whose Huffman tables overflow on some).
 ImageFile DecodeJpeg(const unsigned char* data, size_t size, const std::string& path, int imageId,
                      unsigned long long maxPixels) {
-  if (size > static_cast<size_t>(kMaxFileBytes)) return Unreadable("too large");
   std::unique_ptr<void, int (*)(tjhandle)> decoder(tjInitDecompress(), &tjDestroy);
   if (decoder == nullptr) return Unreadable("out of memory");
   const unsigned long length = static_cast<unsigned long>(size);
@@ -128,8 +131,7 @@ ImageFile DecodeJpeg(const unsigned char* data, size_t size, const std::string& 
       w <= 0 || h <= 0) {
     return Unreadable(std::string("bad JPEG: ") + tjGetErrorStr2(decoder.get()));
   }
-  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
-    return Refused(w, h, maxPixels);
+  if (AboveLimit(w, h, maxPixels)) return Refused(w, h, maxPixels);
   const bool grey = colourspace == TJCS_GRAY;
   const int channels = grey ? 1 : 3;
   if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) * channels >
@@ -157,8 +159,7 @@ ImageFile DecodeWebp(const unsigned char* data, size_t size, const std::string& 
                      unsigned long long maxPixels) {
   int w = 0, h = 0;
   if (WebPGetInfo(data, size, &w, &h) == 0 || w <= 0 || h <= 0) return Unreadable("bad WebP");
-  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
-    return Refused(w, h, maxPixels);
+  if (AboveLimit(w, h, maxPixels)) return Refused(w, h, maxPixels);
   const size_t stride = static_cast<size_t>(w) * 3;
   const size_t length = stride * static_cast<size_t>(h);
   unsigned char* bytes = static_cast<unsigned char*>(std::malloc(length));
@@ -224,7 +225,6 @@ bool PngChunksFit(const unsigned char* data, size_t size) {
 
 ImageFile DecodeWithStb(const unsigned char* data, size_t size, const std::string& path,
                         int imageId, unsigned long long maxPixels) {
-  if (size > static_cast<size_t>(kMaxFileBytes)) return Unreadable("too large");
   const int length = static_cast<int>(size);
   if (!PngChunksFit(data, size)) return Unreadable("truncated PNG file");
   const std::string pnm = PnmProblem(data, size);
@@ -233,8 +233,7 @@ ImageFile DecodeWithStb(const unsigned char* data, size_t size, const std::strin
   if (stbi_info_from_memory(data, length, &w, &h, &channels) == 0 || w <= 0 || h <= 0) {
     return Unreadable(stbi_failure_reason() != nullptr ? stbi_failure_reason() : "unknown format");
   }
-  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) > maxPixels)
-    return Refused(w, h, maxPixels);
+  if (AboveLimit(w, h, maxPixels)) return Refused(w, h, maxPixels);
   const int wanted = channels <= 2 ? 1 : 3;  // grey (alpha dropped) or colour
   unsigned char* bytes = stbi_load_from_memory(data, length, &w, &h, &channels, wanted);
   if (bytes == nullptr)
@@ -321,6 +320,7 @@ ImageFileList ListImageFiles(const std::string& root) {
 ImageFile DecodeImage(const unsigned char* data, size_t size, const std::string& path, int imageId,
                       unsigned long long maxPixels) {
   if (data == nullptr || size == 0) return Unreadable("empty file");
+  if (size > static_cast<size_t>(kMaxFileBytes)) return Unreadable("too large");
   if (IsWebp(data, size)) return DecodeWebp(data, size, path, imageId, maxPixels);
   if (IsJpeg(data, size)) return DecodeJpeg(data, size, path, imageId, maxPixels);
   return DecodeWithStb(data, size, path, imageId, maxPixels);
