@@ -1,16 +1,57 @@
 // Helpers shared by the fuzz targets: a failed check that libFuzzer reports as a
-// crash, and fixed-size fields read off the input in turn.
+// crash, fixed-size fields read off the input in turn, and for runs outside libFuzzer
+// (replay_main.cpp, the tests) the name of the input that made a check fail.
 #ifndef NORVANE_FUZZ_FUZZ_INPUT_H_
 #define NORVANE_FUZZ_FUZZ_INPUT_H_
 
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <initializer_list>
+
+// The entry point every fuzz target defines.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace norvane_fuzz {
 
 inline void Check(bool condition) {
   if (!condition) __builtin_trap();
+}
+
+inline char* InputName() {
+  static char name[256];
+  return name;
+}
+
+// Names the input about to run, printf-style.
+inline void NameInput(const char* format, ...) __attribute__((format(printf, 1, 2)));
+inline void NameInput(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(InputName(), 256, format, args);
+  va_end(args);
+}
+
+// When a check traps or the process aborts, the named input is written to standard
+// error before the signal takes its usual course. Crashes the sanitizers catch are
+// theirs to report.
+inline void NameInputsOnCrash() {
+  for (int sig : {SIGILL, SIGTRAP, SIGABRT}) {
+    signal(sig, [](int caught) {
+      const char* name = InputName();
+      if (write(2, "crashed on ", 11) < 0 || write(2, name, strlen(name)) < 0 ||
+          write(2, "\n", 1) < 0) {
+        // nothing more to do in a signal handler
+      }
+      signal(caught, SIG_DFL);
+      raise(caught);
+    });
+  }
 }
 
 // Reads the next fixed-size field; zero once the input runs out.

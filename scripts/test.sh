@@ -55,7 +55,7 @@ if [[ "$config" == fuzz ]]; then
   # The targets are the norvane_add_fuzzer lines of fuzz/CMakeLists.txt; target
   # <name>_fuzz takes its seeds from fuzz/corpus/<name>. New inputs go to a working
   # corpus in the build tree, findings to build-fuzz/artifacts/; the seeds stay untouched.
-  mapfile -t targets < <(sed -n 's/^norvane_add_fuzzer(\([A-Za-z0-9_]*\).*/\1/p' fuzz/CMakeLists.txt)
+  mapfile -t targets < <(sed -n 's/^ *norvane_add_fuzzer(\([A-Za-z0-9_]*\).*/\1/p' fuzz/CMakeLists.txt)
   (( ${#targets[@]} > 0 )) || { echo "no fuzz targets in fuzz/CMakeLists.txt" >&2; exit 1; }
   cmake --build "$dir" -j "$jobs" --target "${targets[@]}"
   failed=()

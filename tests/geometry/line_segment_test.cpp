@@ -260,7 +260,7 @@ TEST(SegmentIntersection, LinesMeetInsideOrOutsideTheImage) {
   }
 }
 
-TEST(SegmentPixelate, BresenhamSamplesAndLimits) {
+TEST(SegmentPixelate, ChainsFollowTheLineInBothModes) {
   const Seg s(Pt(0, 0), Pt(4, 2));
   std::vector<Pt> out(1, Pt(9, 9));  // points already present count toward the limit
   s.Pixelate(out, PM_BRESENHAM, 1, 2);
@@ -269,32 +269,43 @@ TEST(SegmentPixelate, BresenhamSamplesAndLimits) {
   s.Pixelate(out, PM_BRESENHAM, 0, -1);
   s.Pixelate(out, static_cast<TQ_Pixelate_Mode>(7), 1, -1);
   EXPECT_TRUE(out.empty());
+  Seg(Pt(0, 0), Pt(2, 1)).Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
+  EXPECT_EQ(out, testing_util::Points({{0, 0}, {1, 0}, {1, 1}, {2, 1}}));
 
-  // Step 1 visits one pixel per major-axis step, 8-connected, within half a pixel
-  // of the true line; larger steps take every step-th of those, then the end.
+  // Bresenham with step 1 visits one pixel per major-axis step, 8-connected, within
+  // half a diagonal of the true line; larger steps take every step-th of those, then
+  // the end. The four-connected chain moves one pixel at a time within one pixel.
   std::mt19937 random(13);
   std::uniform_int_distribution<int> c(-300, 300);
-  for (int i = 0; i < 500; ++i) {
-    const Pt a(c(random), c(random)), b(c(random), c(random));
+  for (int i = 0; i < 2000; ++i) {
+    // The four-connected chain is defined on non-negative coordinates.
+    const bool four = i % 2 == 1;
+    const int shift = four ? 310 : 0;
+    const Pt a(c(random) + shift, c(random) + shift);
+    const Pt b =
+        i % 8 < 2 ? Pt(a.x + i % 9, a.y + c(random) % 5) : Pt(c(random) + shift, c(random) + shift);
     const Seg seg(a, b);
     std::vector<Pt> all;
-    seg.Pixelate(all, PM_BRESENHAM, 1, -1);
+    seg.Pixelate(all, four ? PM_FOUR_CONNECTED : PM_BRESENHAM, four ? 0 : 1, four ? 0 : -1);
     const int major = std::max(std::abs(b.x - a.x), std::abs(b.y - a.y));
-    ASSERT_EQ(static_cast<int>(all.size()), major + 1) << i;
-    EXPECT_EQ(all.front(), a);
-    EXPECT_EQ(all.back(), b);
+    ASSERT_FALSE(all.empty());
+    if (!four) {
+      ASSERT_EQ(static_cast<int>(all.size()), major + 1) << i;
+    }
+    EXPECT_EQ(all.front(), a) << i;
+    EXPECT_EQ(all.back(), b) << i;
     const double length = std::hypot(b.x - a.x, b.y - a.y);
     for (size_t k = 0; k < all.size(); ++k) {
-      if (k > 0) {
-        EXPECT_LE(std::abs(all[k].x - all[k - 1].x), 1);
-        EXPECT_LE(std::abs(all[k].y - all[k - 1].y), 1);
-      }
+      const int dx = k > 0 ? std::abs(all[k].x - all[k - 1].x) : 0;
+      const int dy = k > 0 ? std::abs(all[k].y - all[k - 1].y) : 0;
+      ASSERT_TRUE(four ? k == 0 || dx + dy == 1 : dx <= 1 && dy <= 1) << i << " at " << k;
+      const double cross =
+          (b.x - a.x) * double(all[k].y - a.y) - (b.y - a.y) * double(all[k].x - a.x);
       if (length > 0) {
-        const double cross =
-            (b.x - a.x) * double(all[k].y - a.y) - (b.y - a.y) * double(all[k].x - a.x);
-        EXPECT_LE(std::fabs(cross) / length, 0.5 * std::sqrt(2.0) + 1e-9);
+        EXPECT_LE(std::fabs(cross) / length, four ? 1.0 : 0.5 * std::sqrt(2.0) + 1e-9) << i;
       }
     }
+    if (four) continue;
     const int step = 1 + i % 5;
     std::vector<Pt> sampled;
     seg.Pixelate(sampled, PM_BRESENHAM, step, -1);
@@ -302,33 +313,6 @@ TEST(SegmentPixelate, BresenhamSamplesAndLimits) {
     for (size_t k = 0; k < all.size(); k += step) expected.push_back(all[k]);
     if (!(expected.back() == b)) expected.push_back(b);
     EXPECT_EQ(sampled, expected) << i;
-  }
-}
-
-TEST(SegmentPixelate, FourConnectedChainFollowsTheLine) {
-  std::vector<Pt> out;
-  Seg(Pt(0, 0), Pt(2, 1)).Pixelate(out, PM_FOUR_CONNECTED, 0, 0);
-  EXPECT_EQ(out, testing_util::Points({{0, 0}, {1, 0}, {1, 1}, {2, 1}}));
-
-  std::mt19937 random(17);
-  std::uniform_int_distribution<int> c(0, 2000);
-  for (int i = 0; i < 2000; ++i) {
-    const Pt a(c(random), c(random));
-    const Pt b = i % 4 == 0 ? Pt(a.x + i % 9, a.y + c(random) % 5) : Pt(c(random), c(random));
-    std::vector<Pt> chain;
-    Seg(a, b).Pixelate(chain, PM_FOUR_CONNECTED, 0, 0);
-    ASSERT_FALSE(chain.empty());
-    EXPECT_EQ(chain.front(), a) << i;
-    EXPECT_EQ(chain.back(), b) << i;
-    const double length = std::hypot(b.x - a.x, b.y - a.y);
-    for (size_t k = 1; k < chain.size(); ++k) {
-      const int step =
-          std::abs(chain[k].x - chain[k - 1].x) + std::abs(chain[k].y - chain[k - 1].y);
-      ASSERT_EQ(step, 1) << i << " at " << k;
-      const double cross =
-          (b.x - a.x) * double(chain[k].y - a.y) - (b.y - a.y) * double(chain[k].x - a.x);
-      EXPECT_LE(std::fabs(cross) / length, 1.0) << i << " at " << k;
-    }
   }
 }
 
