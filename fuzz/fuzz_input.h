@@ -23,8 +23,10 @@ inline void Check(bool condition) {
   if (!condition) __builtin_trap();
 }
 
+constexpr size_t kInputNameSize = 256;
+
 inline char* InputName() {
-  static char name[256];
+  static char name[kInputNameSize];
   return name;
 }
 
@@ -33,7 +35,7 @@ inline void NameInput(const char* format, ...) __attribute__((format(printf, 1, 
 inline void NameInput(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  std::vsnprintf(InputName(), 256, format, args);
+  std::vsnprintf(InputName(), kInputNameSize, format, args);
   va_end(args);
 }
 
