@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The barcode module against the decoder alone, on the same image files: files read
-# (by the rule of examples/capture/ground_truth.h) and wall seconds of the decoder
+# (by the rule of router/ground_truth.h) and wall seconds of the decoder
 # alone (bench/barcode/decoder_alone) and of norvane-capture --module barcode with 1
 # and 2 workers, then the folders where the decoder alone and the module with 1
 # worker read different numbers of files. A run that fails is reported, and the
@@ -47,7 +47,7 @@ run() {
   awk -v s="$start" -v e="$end" 'BEGIN { printf "%.2f\n", e - s }' >"$out/$name.seconds"
 }
 
-capture=build/examples/capture/norvane-capture
+capture=build/apps/norvane-capture/norvane-capture
 run alone build/bench/barcode/decoder_alone "$dir" --by-folder
 run workers1 "$capture" --module barcode --input "$dir" --by-folder --workers 1
 run workers2 "$capture" --module barcode --input "$dir" --by-folder --workers 2

@@ -13,7 +13,7 @@ frames=${1:-480}
 runs=${2:-5}
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j "${NORVANE_JOBS:-2}" --target norvane-capture NorvaneDemoDetector >/dev/null
-program=build/examples/capture/norvane-capture
+program=build/apps/norvane-capture/norvane-capture
 
 # The median wall time (seconds, from the program's time: line) of RUNS runs.
 median_seconds() {

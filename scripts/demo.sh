@@ -7,4 +7,4 @@ cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build -j "${NORVANE_JOBS:-2}" --target norvane-capture NorvaneDemoDetector NorvaneBarcodeReader
-./build/examples/capture/norvane-capture "$@"
+./build/apps/norvane-capture/norvane-capture "$@"

@@ -19,7 +19,7 @@ arches=("$@")
 [[ ${#arches[@]} -eq 0 ]] && arches=(amd64 armhf)
 
 package() {
-  local arch=$1 dir multiarch args=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNORVANE_BUILD_EXAMPLES=ON)
+  local arch=$1 dir multiarch args=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNORVANE_BUILD_EXAMPLES=ON -DNORVANE_BUILD_APPS=ON)
   case "$arch" in
     amd64) scripts/install-deps.sh
            dir=$root/build ;;

@@ -17,7 +17,7 @@ config=${1:-default}
 root=${NORVANE_BUILD_ROOT:-$PWD}
 jobs=${NORVANE_JOBS:-2}
 
-args=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNORVANE_BUILD_EXAMPLES=ON)
+args=(-G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNORVANE_BUILD_EXAMPLES=ON -DNORVANE_BUILD_APPS=ON)
 [[ "${CI:-}" == "true" ]] && args+=(-DNORVANE_WERROR=ON)
 case "$config" in
   default)

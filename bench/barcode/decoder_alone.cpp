@@ -1,7 +1,7 @@
 // decoder_alone: the barcode decoder on its own, the baseline the project's barcode
 // module is compared against (scripts/barcode-compare.sh runs both). Every image file
 // below DIR is read, made grey and decoded whole, once, with the decoder's default
-// hints, and scored by the rule norvane-capture uses (../../examples/capture/
+// hints, and scored by the rule norvane-capture uses (../../router/
 // ground_truth.h).
 //
 // Debian's build of the decoder keeps its assertions and aborts on some images, so

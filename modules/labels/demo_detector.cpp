@@ -23,7 +23,7 @@
 #include <thread>
 #include <vector>
 
-#include "../capture/capture_module.h"
+#include "norvane/router/capture_module.h"
 #include "norvane/NorvaneCore.h"
 #include "synthetic_labels.h"
 

@@ -13,8 +13,8 @@
 // Thread safety: CreateTask and PixelSeconds are called on any thread; the other
 // functions on the program's router thread only. The program owns the module and
 // destroys it before unloading the library.
-#ifndef NORVANE_EXAMPLES_CAPTURE_CAPTURE_MODULE_H_
-#define NORVANE_EXAMPLES_CAPTURE_CAPTURE_MODULE_H_
+#ifndef NORVANE_ROUTER_CAPTURE_MODULE_H_
+#define NORVANE_ROUTER_CAPTURE_MODULE_H_
 
 #include <json/json.h>
 
@@ -100,4 +100,4 @@ constexpr const char kCreateModuleName[] = "NorvaneCreateCaptureModule";
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_CAPTURE_CAPTURE_MODULE_H_
+#endif  // NORVANE_ROUTER_CAPTURE_MODULE_H_

@@ -1,5 +1,5 @@
 // The label detector, libNorvaneDemoDetector.so: norvane-capture's module "labels"
-// (see ../capture/capture_module.h). Its options, comma-separated:
+// (see include/norvane/router/capture_module.h). Its options, comma-separated:
 //   delay-ms=N  the tasks wait N milliseconds at their check-points before working
 //   noop        "localize" skips its pixel work and finds nothing
 //
@@ -7,8 +7,8 @@
 // per dark label it finds; "measure" runs on one label region and keeps it in its
 // output (with its measurements in the region's module map) unless it duplicates a
 // larger label of the same frame.
-#ifndef NORVANE_EXAMPLES_DEMO_DETECTOR_H_
-#define NORVANE_EXAMPLES_DEMO_DETECTOR_H_
+#ifndef NORVANE_MODULES_LABELS_DEMO_DETECTOR_H_
+#define NORVANE_MODULES_LABELS_DEMO_DETECTOR_H_
 
 #include "norvane/task_runtime/region_object.h"
 #include "norvane/task_runtime/task_setting.h"
@@ -32,4 +32,4 @@ constexpr const char kKeyAllLabels[] = "label-quads";
 }  // namespace demo
 }  // namespace norvane
 
-#endif  // NORVANE_EXAMPLES_DEMO_DETECTOR_H_
+#endif  // NORVANE_MODULES_LABELS_DEMO_DETECTOR_H_

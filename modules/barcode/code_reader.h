@@ -4,8 +4,8 @@
 //
 // All functions are pure (they keep no state between calls) and may run on several
 // threads at once. Images are borrowed 8-bit grey views; results are copied out.
-#ifndef NORVANE_EXAMPLES_BARCODE_CODE_READER_H_
-#define NORVANE_EXAMPLES_BARCODE_CODE_READER_H_
+#ifndef NORVANE_MODULES_BARCODE_CODE_READER_H_
+#define NORVANE_MODULES_BARCODE_CODE_READER_H_
 
 #include <functional>
 #include <string>
@@ -73,4 +73,4 @@ void NormaliseText(Code* code);
 }  // namespace barcode
 }  // namespace norvane
 
-#endif  // NORVANE_EXAMPLES_BARCODE_CODE_READER_H_
+#endif  // NORVANE_MODULES_BARCODE_CODE_READER_H_

@@ -14,8 +14,8 @@
 //
 // The renderer keeps no state and may run on several threads at once; the caller
 // owns the output vectors.
-#ifndef NORVANE_EXAMPLES_BARCODE_SYNTHETIC_CODES_H_
-#define NORVANE_EXAMPLES_BARCODE_SYNTHETIC_CODES_H_
+#ifndef NORVANE_MODULES_BARCODE_SYNTHETIC_CODES_H_
+#define NORVANE_MODULES_BARCODE_SYNTHETIC_CODES_H_
 
 #include <string>
 #include <vector>
@@ -42,4 +42,4 @@ bool RenderSyntheticCodeFrame(int index, int width, int height, std::vector<unsi
 }  // namespace barcode
 }  // namespace norvane
 
-#endif  // NORVANE_EXAMPLES_BARCODE_SYNTHETIC_CODES_H_
+#endif  // NORVANE_MODULES_BARCODE_SYNTHETIC_CODES_H_

@@ -2,12 +2,12 @@
 // background with one to six dark rotated rectangles ("labels") that do not touch,
 // in a mix of pixel formats and tags. The ground truth of every frame is known
 // before any pixel is drawn, so the run can score itself.
-#ifndef NORVANE_EXAMPLES_DETECTOR_SYNTHETIC_LABELS_H_
-#define NORVANE_EXAMPLES_DETECTOR_SYNTHETIC_LABELS_H_
+#ifndef NORVANE_MODULES_LABELS_SYNTHETIC_LABELS_H_
+#define NORVANE_MODULES_LABELS_SYNTHETIC_LABELS_H_
 
 #include <vector>
 
-#include "../capture/geometry2d.h"
+#include "geometry2d.h"
 #include "norvane/basic_structures/image_data.h"
 
 namespace capture {
@@ -35,4 +35,4 @@ norvane::basic_structures::CImageData* RenderSyntheticFrame(const SyntheticFrame
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_DETECTOR_SYNTHETIC_LABELS_H_
+#endif  // NORVANE_MODULES_LABELS_SYNTHETIC_LABELS_H_

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "../capture/capture_module.h"
+#include "norvane/router/capture_module.h"
 #include "code_reader.h"
 #include "norvane/NorvaneCore.h"
 #include "synthetic_codes.h"

@@ -6,8 +6,8 @@
 //  - for Codabar, the expected text's start and stop letters may be left out;
 //  - a UPC-E code may be given in its 8-digit form or expanded to 12 or 13 digits;
 //  - a file without an expected text counts as read when nothing is decoded.
-#ifndef NORVANE_EXAMPLES_CAPTURE_GROUND_TRUTH_H_
-#define NORVANE_EXAMPLES_CAPTURE_GROUND_TRUTH_H_
+#ifndef NORVANE_ROUTER_GROUND_TRUTH_H_
+#define NORVANE_ROUTER_GROUND_TRUTH_H_
 
 #include <map>
 #include <string>
@@ -57,4 +57,4 @@ std::string FolderOf(const std::string& root, const std::string& path);
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_CAPTURE_GROUND_TRUTH_H_
+#endif  // NORVANE_ROUTER_GROUND_TRUTH_H_

@@ -4,15 +4,15 @@
 // capture_module.h) on a pool of worker threads, while a time-keeping thread raises
 // the time-out clocks of running units. Each finished frame becomes a FrameResult
 // with the module's items, handed to the caller's callback on the router thread.
-#ifndef NORVANE_EXAMPLES_CAPTURE_PIPELINE_H_
-#define NORVANE_EXAMPLES_CAPTURE_PIPELINE_H_
+#ifndef NORVANE_ROUTER_PIPELINE_H_
+#define NORVANE_ROUTER_PIPELINE_H_
 
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "capture_module.h"
+#include "norvane/router/capture_module.h"
 #include "norvane/NorvaneCore.h"
 
 namespace capture {
@@ -76,4 +76,4 @@ RunTotals RunPipeline(
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_CAPTURE_PIPELINE_H_
+#endif  // NORVANE_ROUTER_PIPELINE_H_

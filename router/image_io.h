@@ -1,8 +1,8 @@
 // Image files for norvane-capture: reading PNG, JPEG and PGM input through
 // stb_image and WebP input through libwebp, and the PNG writer of the image logs,
 // which draws quadrilaterals on a grey frame.
-#ifndef NORVANE_EXAMPLES_CAPTURE_IMAGE_IO_H_
-#define NORVANE_EXAMPLES_CAPTURE_IMAGE_IO_H_
+#ifndef NORVANE_ROUTER_IMAGE_IO_H_
+#define NORVANE_ROUTER_IMAGE_IO_H_
 
 #include <string>
 #include <vector>
@@ -56,4 +56,4 @@ bool WriteLogPicturePng(const void* data, const char* path);
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_CAPTURE_IMAGE_IO_H_
+#endif  // NORVANE_ROUTER_IMAGE_IO_H_

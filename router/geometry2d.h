@@ -1,7 +1,7 @@
 // Exact polygon areas and intersections in double, used to score found labels
 // against the ground truth.
-#ifndef NORVANE_EXAMPLES_CAPTURE_GEOMETRY2D_H_
-#define NORVANE_EXAMPLES_CAPTURE_GEOMETRY2D_H_
+#ifndef NORVANE_ROUTER_GEOMETRY2D_H_
+#define NORVANE_ROUTER_GEOMETRY2D_H_
 
 #include <vector>
 
@@ -23,4 +23,4 @@ double IntersectionOverUnion(const Polygon& a, const Polygon& b);
 
 }  // namespace capture
 
-#endif  // NORVANE_EXAMPLES_CAPTURE_GEOMETRY2D_H_
+#endif  // NORVANE_ROUTER_GEOMETRY2D_H_
