@@ -1,6 +1,7 @@
 # Debian packages of the install, made by CPack (scripts/package.sh drives it):
 #   libnorvanecore1     the shared library with its soname         (component runtime)
 #   libnorvanecore-dev  headers, CMake package, pkg-config file      (component dev)
+#   libnorvanerouter1   the router library with its soname           (component router)
 #   norvane-capture     the program and the modules it loads         (component capture)
 # The architecture is that of the target: a cross build packages for its triplet.
 # Library dependencies come from dpkg-shlibdeps; the library's own shlibs file
@@ -20,7 +21,8 @@ endif()
 # Each package carries the copyright file and a Debian changelog in its doc folder.
 string(TIMESTAMP NORVANE_DEB_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(NORVANE_DEB_VERSION ${PROJECT_VERSION}-${NORVANE_DEB_REVISION})
-foreach(pair "runtime;libnorvanecore1" "dev;libnorvanecore-dev" "capture;norvane-capture")
+foreach(pair "runtime;libnorvanecore1" "dev;libnorvanecore-dev" "router;libnorvanerouter1"
+             "capture;norvane-capture")
   list(GET pair 0 component)
   list(GET pair 1 package)
   set(dir ${PROJECT_BINARY_DIR}/debian/${package})
@@ -42,7 +44,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime dev)
 if(TARGET norvane-capture)
-  list(APPEND CPACK_COMPONENTS_ALL capture)
+  list(APPEND CPACK_COMPONENTS_ALL router capture)
 endif()
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 
@@ -85,15 +87,28 @@ This package contains the C and C++ headers, the CMake package
 (find_package(NorvaneCore), target Norvane::Core) and the pkg-config file
 norvane-core.")
 
+set(CPACK_DEBIAN_ROUTER_PACKAGE_NAME libnorvanerouter1)
+set(CPACK_DEBIAN_ROUTER_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_ROUTER_PACKAGE_DEPENDS "libnorvanecore1 (= ${NORVANE_DEB_VERSION})")
+set(CPACK_DEBIAN_ROUTER_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+set(CPACK_COMPONENT_ROUTER_DESCRIPTION "router library of the Norvane image-capture SDK
+libNorvaneRouter loads a recognition module of the Norvane SDK by name and runs
+its tasks on the task-graph runtime of libNorvaneCore over images, one at a
+time or as a stream, with a C++ and a C interface.
+
+This package contains the shared library.")
+
 set(CPACK_DEBIAN_CAPTURE_PACKAGE_NAME norvane-capture)
 set(CPACK_DEBIAN_CAPTURE_PACKAGE_SECTION graphics)
-set(CPACK_DEBIAN_CAPTURE_PACKAGE_DEPENDS "libnorvanecore1 (= ${NORVANE_DEB_VERSION})")
+set(CPACK_DEBIAN_CAPTURE_PACKAGE_DEPENDS
+  "libnorvanecore1 (= ${NORVANE_DEB_VERSION}), libnorvanerouter1 (= ${NORVANE_DEB_VERSION})")
 set(CPACK_COMPONENT_CAPTURE_DESCRIPTION "image capture and recognition program of the Norvane SDK
-norvane-capture feeds images (synthetic frames or the image files of a folder)
-through an image-source buffer to a recognition module that runs on the
-task-graph runtime of libNorvaneCore, and reports and scores what it finds.
+norvane-capture reads the codes in image files, folders and lists of files (or
+in synthetic frames) with a recognition module that runs on the task-graph
+runtime of libNorvaneCore, and prints what it read, file by file.
 
-This package contains the program and its modules: the barcode reader (where
-it was built) and the label detector.")
+This package contains the program and its modules, in
+/usr/lib/<triplet>/norvane/modules: the barcode reader (where it was built)
+and the label detector.")
 
 include(CPack)

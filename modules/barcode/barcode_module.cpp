@@ -172,13 +172,15 @@ class BarcodeTask : public TQ_TaskObjectBase {
 
 class WholeTask : public BarcodeTask {
  public:
+  // `retry`: hand the whole image on for another attempt where nothing was read.
+  explicit WholeTask(bool retry) : retry_(retry) {}
   const char* GetTaskDescription() const override { return "decodes the whole image"; }
 
  protected:
   ErrorCode Run(TQTaskOutput* output, TQRegionObject* whole, TQSourceImageObject*) override {
     const GreyView image = ViewOf(whole->GetRegionImage());
     const std::vector<Code> codes = DecodeWholeImage(image);
-    if (codes.empty() && image.data != nullptr) {  // the whole region's quad is the frame
+    if (codes.empty() && image.data != nullptr && retry_) {  // the whole region's quad is the frame
       TQRegionObject* retry = AddRegion(output, whole, QuadOf(*whole), nullptr);
       if (retry != nullptr) retry->GetModuleMap()[kKeyRetry] = "1";
     }
@@ -195,6 +197,9 @@ class WholeTask : public BarcodeTask {
     whole->GetModuleMap()[kKeyWholeCentres] = centres;
     return 0;
   }
+
+ private:
+  bool retry_;
 };
 
 class LocateTask : public BarcodeTask {
@@ -259,14 +264,24 @@ class DecodeTask : public BarcodeTask {
   }
 };
 
+// The symbologies the decoder reads, by the names it gives them.
+const char* const kFormats[] = {"Aztec",   "Codabar", "Code39",     "Code93", "Code128",
+                                "DataBar", "DataBarExpanded",      "DataMatrix", "EAN-8",
+                                "EAN-13",  "ITF",     "MaxiCode",   "PDF417", "QRCode",
+                                "UPC-A",   "UPC-E",   "MicroQRCode"};
+
+// Fast: only the whole-image attempt, no candidates and no retries.
 class BarcodeModule : public capture::CaptureModule {
  public:
+  explicit BarcodeModule(bool fast) : fast_(fast) {}
+
   std::vector<capture::ModuleDefinition> Definitions() const override {
+    if (fast_) return {{kImageDef, {kWholeTask}}, {kCodeDef, {kDecodeTask}}};
     return {{kImageDef, {kWholeTask, kLocateTask}}, {kCodeDef, {kDecodeTask}}};
   }
 
   TQ_TaskObjectBase* CreateTask(const std::string& task) const override {
-    if (task == kWholeTask) return new WholeTask();
+    if (task == kWholeTask) return new WholeTask(!fast_);
     if (task == kLocateTask) return new LocateTask();
     if (task == kDecodeTask) return new DecodeTask();
     return nullptr;
@@ -327,7 +342,13 @@ class BarcodeModule : public capture::CaptureModule {
 
   double MatchIoU() const override { return 0.5; }
 
+  std::vector<std::string> Formats() const override {
+    return std::vector<std::string>(std::begin(kFormats), std::end(kFormats));
+  }
+
  private:
+  bool fast_;
+
   // The same code read twice: same symbology and text, and quadrilaterals that
   // overlap.
   static bool IsDuplicate(TQRegionObject* region, const std::vector<TQRegionObject*>& kept) {
@@ -348,15 +369,21 @@ class BarcodeModule : public capture::CaptureModule {
 }  // namespace barcode
 }  // namespace norvane
 
-extern "C" __attribute__((visibility("default"))) capture::CaptureModule*
-NorvaneCreateCaptureModule(const char* options, std::string* error) {
-  if (options != nullptr && *options != '\0') {
-    if (error != nullptr) *error = std::string("the barcode module has no options: ") + options;
+namespace {
+
+capture::CaptureModule* CreateBarcodeModule(const capture::ModuleSettings& settings,
+                                            std::string* error) {
+  if (!settings.options.empty()) {
+    if (error != nullptr) *error = "the barcode module has no options: " + settings.options;
     return nullptr;
   }
-  // The program's workers run the tasks in parallel; OpenCV's own thread pool would
+  // The router's workers run the tasks in parallel; OpenCV's own thread pool would
   // only compete with them.
   cv::setNumThreads(0);
   norvane::barcode::WarmUpDecoder();
-  return new norvane::barcode::BarcodeModule();
+  return new norvane::barcode::BarcodeModule(settings.fast);
 }
+
+}  // namespace
+
+NORVANE_CAPTURE_MODULE(CreateBarcodeModule)

@@ -538,15 +538,20 @@ class LabelsModule : public capture::CaptureModule {
 }  // namespace demo
 }  // namespace norvane
 
-extern "C" __attribute__((visibility("default"))) capture::CaptureModule*
-NorvaneCreateCaptureModule(const char* options, std::string* error) {
+namespace {
+
+capture::CaptureModule* CreateLabelsModule(const capture::ModuleSettings& settings,
+                                           std::string* error) {
   norvane::demo::Options parsed;
-  if (!norvane::demo::ParseOptions(options, &parsed)) {
+  if (!norvane::demo::ParseOptions(settings.options.c_str(), &parsed)) {
     if (error != nullptr) {
-      *error = std::string("bad options '") + (options != nullptr ? options : "") +
-               "' (expected delay-ms=N, noop)";
+      *error = "bad options '" + settings.options + "' (expected delay-ms=N, noop)";
     }
     return nullptr;
   }
   return new norvane::demo::LabelsModule(parsed);
 }
+
+}  // namespace
+
+NORVANE_CAPTURE_MODULE(CreateLabelsModule)

@@ -1,8 +1,11 @@
-// What norvane-capture knows of a recognition module, and all it knows: the module's
+// What the router knows of a recognition module, and all it knows: the module's
 // definitions and tasks, how it makes their task objects, how the regions its last
 // tasks output become result items, and its synthetic test frames. A module is a
-// shared library loaded by name that exports one function, kCreateModuleName, of
-// type CreateModuleFunction.
+// shared library named "lib" + module name + ".so" that exports two functions,
+// defined by NORVANE_CAPTURE_MODULE: kInterfaceVersionName, which returns the
+// kInterfaceVersion it was built against, and kCreateModuleName, of type
+// CreateModuleFunction. The router refuses a library without them or with another
+// interface version.
 //
 // The graph: the first definition runs on the region of the whole image; each of its
 // tasks outputs regions whose target ROI definition names the child definition whose
@@ -11,8 +14,8 @@
 // definition) are the module's findings.
 //
 // Thread safety: CreateTask and PixelSeconds are called on any thread; the other
-// functions on the program's router thread only. The program owns the module and
-// destroys it before unloading the library.
+// functions on the router's thread only. The router owns the module and destroys it
+// before unloading the library.
 #ifndef NORVANE_ROUTER_CAPTURE_MODULE_H_
 #define NORVANE_ROUTER_CAPTURE_MODULE_H_
 
@@ -33,6 +36,11 @@ class ModuleItem : public norvane::basic_structures::TXPItemBase {
   // The symbology and the text it reads; empty for modules that read none.
   virtual std::string Format() const = 0;
   virtual std::string Text() const = 0;
+  // The bytes the code holds; by default the text's.
+  virtual std::vector<unsigned char> Bytes() const {
+    const std::string text = Text();
+    return std::vector<unsigned char>(text.begin(), text.end());
+  }
   // The item as one JSON object.
   virtual Json::Value ToJson() const = 0;
 };
@@ -54,6 +62,13 @@ struct TruthItem {
   double corners[4][2];  // x, y in pixel-edge coordinates
   std::string format;
   std::string text;  // empty where the module reads no text
+};
+
+// What the router asks of a module when it creates it.
+struct ModuleSettings {
+  std::string options;               // the module's own options, comma-separated
+  std::vector<std::string> formats;  // the symbologies to report, from Formats(); empty: all
+  bool fast = false;                 // fewer attempts: fewer reads, less time
 };
 
 struct ModuleDefinition {
@@ -91,13 +106,34 @@ class CaptureModule {
   // The CPU seconds the calling thread has spent in the module's pixel work; -1 when
   // the module does not count it.
   virtual double PixelSeconds() const { return -1; }
+
+  // The symbologies the module can report, by the names its items' Format() gives;
+  // empty for modules that read none.
+  virtual std::vector<std::string> Formats() const { return {}; }
 };
 
-// Creates the module with its options (comma-separated, the module's own); null with
-// a message in `error` for a bad option.
-typedef CaptureModule* (*CreateModuleFunction)(const char* options, std::string* error);
+// The version of this interface. A module built against another one is refused.
+constexpr int kInterfaceVersion = 2;
+// Creates the module with its settings; null with a message in `error` for a bad
+// option. The router has checked `formats` against Formats().
+typedef CaptureModule* (*CreateModuleFunction)(const ModuleSettings* settings, std::string* error);
+typedef int (*InterfaceVersionFunction)();
 constexpr const char kCreateModuleName[] = "NorvaneCreateCaptureModule";
+constexpr const char kInterfaceVersionName[] = "NorvaneCaptureModuleInterfaceVersion";
 
 }  // namespace capture
+
+// Defines a module's two entry points around `factory`, a function
+// `capture::CaptureModule* factory(const capture::ModuleSettings&, std::string* error)`.
+// Use it once, at global scope, in the module's library.
+#define NORVANE_CAPTURE_MODULE(factory)                                                    \
+  extern "C" __attribute__((visibility("default"))) int                                    \
+  NorvaneCaptureModuleInterfaceVersion() {                                                 \
+    return ::capture::kInterfaceVersion;                                                   \
+  }                                                                                        \
+  extern "C" __attribute__((visibility("default"))) ::capture::CaptureModule*              \
+  NorvaneCreateCaptureModule(const ::capture::ModuleSettings* settings, std::string* error) { \
+    return settings != nullptr ? factory(*settings, error) : nullptr;                      \
+  }
 
 #endif  // NORVANE_ROUTER_CAPTURE_MODULE_H_
