@@ -77,7 +77,9 @@ class OrderedReport {
         folders_.Add(FolderOf(options_.inputs.size() == 1 ? options_.inputs[0] : std::string(),
                               outcome.path),
                      read);
-        scored = read ? " [read]" : " [not read, expected " + Quote(expected.text) + "]";
+        std::string shown = expected.text;
+        while (!shown.empty() && (shown.back() == '\n' || shown.back() == '\r')) shown.pop_back();
+        scored = read ? " [read]" : " [not read, expected " + Quote(shown) + "]";
       }
     }
     if (options_.json) {
@@ -91,7 +93,8 @@ class OrderedReport {
     }
     std::string text;
     for (const auto& finding : result.findings) {
-      text += (text.empty() ? " " : ", ") + finding.format + " " + Quote(finding.text);
+      text += (text.empty() ? " " : ", ") + finding.format;
+      if (!finding.text.empty()) text += " " + Quote(finding.text);
     }
     if (!outcome.problem.empty()) {
       text = " " + outcome.problem;

@@ -454,7 +454,7 @@ class LabelResultItem : public capture::ModuleItem {
   }
   TXPItemBase* Clone() const override { return new LabelResultItem(*this); }
   CQuadrilateral Quad() const override { return label_.quad; }
-  std::string Format() const override { return std::string(); }
+  std::string Format() const override { return "label"; }
   std::string Text() const override { return std::string(); }
   Json::Value ToJson() const override {
     Json::Value entry;
@@ -506,6 +506,7 @@ class LabelsModule : public capture::CaptureModule {
     return items;
   }
 
+  std::vector<std::string> Formats() const override { return {"label"}; }
   const char* ItemsKey() const override { return "labels"; }
   const char* ItemsNoun() const override { return "labels"; }
 

@@ -2,11 +2,12 @@
 """End-to-end checks of norvane-capture, run through the built program.
 
 usage: capture_test.py CASE WORKDIR [EMULATOR ARGS...] PROGRAM
-CASE is one of: default, timeout, input (the label detector), barcode, barcode-input,
-barcode-timeout (the barcode reader). The program's command line is the emulator (if
+CASE is one of: default, timeout, input, files, modules (the label detector), barcode,
+barcode-input, barcode-timeout (the barcode reader). The program's command line is the emulator (if
 any) followed by PROGRAM.
 """
 import collections
+import glob
 import json
 import os
 import re
@@ -40,6 +41,11 @@ def run(command, args, timeout=300):
     print(result.stdout[-4000:])
     print(result.stderr[-4000:], file=sys.stderr)
     return result
+
+
+def json_lines(text):
+    """The objects of a JSON Lines output, one per line."""
+    return [json.loads(line) for line in text.splitlines() if line.strip()]
 
 
 def summary(text):
@@ -101,7 +107,7 @@ def case_default(workdir, program):
     check(sum(len(frame["labels"]) for frame in frames) == numbers["items"], "JSON log labels")
     single = run(program, LABELS + ["--workers", "1", "--json"])
     quads = lambda frame: sorted(label["quad"] for label in frame["labels"])
-    check({frame["imageId"]: quads(frame) for frame in json.loads(single.stdout)} ==
+    check({frame["imageId"]: quads(frame) for frame in json_lines(single.stdout)} ==
           {frame["imageId"]: quads(frame) for frame in frames}, "one worker found other labels")
 
     for layer in ("localize", "measure"):
@@ -115,8 +121,8 @@ def case_timeout(workdir, program):
     # image may see a tick: each one times out, and the run still ends.
     result = run(program, LABELS + ["--timeout-ticks", "0", "--tick-ms", "1", "--json",
                                     "--module-options", "delay-ms=20000"])
-    check(result.returncode == 0, "exit code %d" % result.returncode)
-    frames = json.loads(result.stdout)
+    check(result.returncode == 1, "exit code %d with nothing found" % result.returncode)
+    frames = json_lines(result.stdout)
     numbers = summary(result.stderr)
     check(numbers["frames"] == numbers["timeouts"] == numbers["units"] == 24, "not 24 time-outs")
     check(sorted(frame["imageId"] for frame in frames) == list(range(24)), "frames lost")
@@ -127,7 +133,7 @@ def case_timeout(workdir, program):
     # processed once or counted as dropped.
     dropping = run(program, LABELS + ["--drop-oldest", "--json", "--module-options", "delay-ms=5"])
     numbers = summary(dropping.stderr)
-    ids = [frame["imageId"] for frame in json.loads(dropping.stdout)]
+    ids = [frame["imageId"] for frame in json_lines(dropping.stdout)]
     check(len(ids) == len(set(ids)) == numbers["frames"], "--drop-oldest: frames " + str(ids))
     check(numbers["frames"] + numbers["dropped"] == 24, "--drop-oldest: frames not accounted for")
     found, total, _ = ground_truth(dropping.stderr)
@@ -163,10 +169,16 @@ def case_input(workdir, program):
     numbers = summary(result.stderr)
     check((numbers["frames"], numbers["unreadable"], numbers["refused"], numbers["skipped"]) ==
           (3, 2, 1, 2), "files not accounted for: " + str(numbers))
-    check(ground_truth(result.stderr)[1] == 8, "ground truth does not count every file")
+    # No file has an expected text: none is a miss, all are counted apart.
+    check(ground_truth(result.stderr) == [0, 0] and
+          "no expected text: 6 files, 3 of them with a code read" in result.stderr,
+          "files without expected texts")
     for name in list(hostile) + ["fifo.png", "dangling.png"]:
         check(name in result.stderr, name + " is not named")
-    for frame in json.loads(result.stdout):
+    lines = json_lines(result.stdout)
+    check(sorted(os.path.basename(line["file"]) for line in lines if "problem" in line) ==
+          sorted(hostile), "files with a problem: " + str(lines))
+    for frame in (line for line in lines if "problem" not in line):
         xs = [p[0] for label in frame["labels"] for p in label["quad"]]
         ys = [p[1] for label in frame["labels"] for p in label["quad"]]
         box = boxes[frame["file"]]
@@ -180,26 +192,104 @@ def case_input(workdir, program):
     nothing = run(program, LABELS + ["--input", images], timeout=60)
     check(nothing.returncode == 1 and "no file could be read" in nothing.stderr, "nothing read")
 
-    # Without its module beside it the program says so and stops.
-    alone = os.path.join(workdir, "alone")
-    os.makedirs(alone)
-    shutil.copy(program[-1], alone)
-    bad = run(program[:-1] + [os.path.join(alone, os.path.basename(program[-1]))], [])
-    check(bad.returncode != 0 and "cannot load the module library" in bad.stderr, "missing module")
-
     # Mistakes a user can make: one message, a non-zero exit, in bounded time.
     fifo = os.path.join(images, "fifo.png")
-    for args, words in ((["--input", os.path.join(workdir, "missing")], "not found"),
-                        (["--workers", "many"], "bad value"),
+    for args, words in ((["--workers", "many"], "bad value"),
                         (["--module-options", "sideways"], "bad options"),
                         (["--frobnicate"], "unknown option"),
+                        (["--formats", "QRCode"], "unknown format 'QRCode'"),
                         (["--log-config", workdir], "directory"),
                         (["--log-config", "/dev/zero"], "not a regular file"),
                         (["--log-config", fifo], "not a regular file"),
                         (["--log-dir", workdir + "/logs\nPath=/tmp/elsewhere"], "newline")):
         bad = run(program, LABELS + args, timeout=60)
-        check(bad.returncode != 0 and words in bad.stderr and
+        check(bad.returncode == 2 and words in bad.stderr and
               len(bad.stderr.strip().splitlines()) == 1, " ".join(args) + ": " + bad.stderr)
+
+
+def case_files(workdir, program):
+    # Any mix of files, directories and '-' (a list on standard input): one line per
+    # image file in the order given, each with what it holds; the exit status says
+    # whether anything was read.
+    images = os.path.join(workdir, "images")
+    os.makedirs(os.path.join(images, "sub"))
+    os.makedirs(os.path.join(workdir, "empty"))
+    label = lambda x, y: 40 if 20 <= x < 120 and 30 <= y < 80 else 200 + (x * 7 + y * 13) % 9
+    plain = lambda x, y: 200 + (x * 7 + y * 13) % 9
+    for name, pixel in (("a.pgm", label), ("b.pgm", plain), ("sub/c.pgm", label),
+                        ("sub/d.pgm", plain)):
+        write_pgm(os.path.join(images, name), 160, 120, pixel)
+    with open(os.path.join(images, "notes.png"), "w") as f:
+        f.write("not an image\n")
+    a, b, c, d, notes = (os.path.join(images, n) for n in
+                         ("a.pgm", "b.pgm", "sub/c.pgm", "sub/d.pgm", "notes.png"))
+    sub, empty = os.path.join(images, "sub"), os.path.join(workdir, "empty")
+    missing = os.path.join(workdir, "missing.png")
+
+    def lines_of(args, stdin=""):
+        result = subprocess.run(program + LABELS + args, input=stdin, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, universal_newlines=True, timeout=120)
+        print("$ " + " ".join(args) + "\n" + result.stdout + result.stderr)
+        return result, [line for line in result.stdout.splitlines() if line.startswith(workdir)]
+
+    result, lines = lines_of([b, sub, "-", notes, empty, missing], stdin=a + "\n")
+    check(result.returncode == 0, "exit code %d" % result.returncode)
+    check(lines == [b + ": no code", c + ": label", d + ": no code", a + ": label",
+                    notes + ": unreadable: " + lines[4].split(": unreadable: ")[-1]],
+          "lines " + str(lines))
+    check("no PNG, JPEG, PGM or WebP files in " + empty in result.stderr and
+          missing + ": not found" in result.stderr, "empty directory or missing file")
+    numbers = summary(result.stdout)
+    check((numbers["frames"], numbers["items"], numbers["unreadable"], numbers["skipped"]) ==
+          (4, 2, 1, 1), str(numbers))
+    # The shell's glob is a list of files; nothing read is exit status 1.
+    result, lines = lines_of(sorted(glob.glob(os.path.join(images, "*.pgm"))) + [d])
+    check(result.returncode == 0 and lines == [a + ": label", b + ": no code", d + ": no code"],
+          "glob " + str(lines))
+    result, _ = lines_of([b, d, "--json"])
+    check(result.returncode == 1 and [l["labels"] for l in json_lines(result.stdout)] == [[], []],
+          "nothing read: exit %d" % result.returncode)
+    # --score: a file with an expected text is read or not; one without is apart.
+    with open(os.path.join(images, "b.txt"), "w") as f:
+        f.write("ABC\n")
+    result, lines = lines_of(["--score", a, b])
+    check(lines == [a + ": label [no expected text]", b + ': no code [not read, expected "ABC"]']
+          and "ground truth: 0 of 1 files read" in result.stdout and
+          "no expected text: 1 files, 1 of them with a code read" in result.stdout,
+          "score " + str(lines))
+    result, _ = lines_of(["--version"])
+    check(result.returncode == 0 and re.match(r"norvane-capture \d+\.\d+\.\d+\.\d{5}$",
+                                              result.stdout), "version")
+
+
+def case_modules(workdir, program):
+    # Modules are loaded by name from the module path: an unknown name lists those
+    # found; a library without the entry points, or built against another interface,
+    # is refused with a message.
+    result = run(program, ["--module", "nothere"])
+    check(result.returncode == 2 and "unknown module 'nothere'" in result.stderr and
+          "labels" in result.stderr, "unknown module")
+    check("modules found: " in run(program, ["--help"]).stdout, "--help lists no modules")
+    folder = os.path.join(workdir, "modules")
+    os.makedirs(folder)
+    env = dict(os.environ, NORVANE_MODULE_PATH=folder)
+    cc = os.environ.get("CC", "cc")
+    sources = {"noentry": "int unrelated(void) { return 1; }\n",
+               "oldversion": "int NorvaneCaptureModuleInterfaceVersion(void) { return 1; }\n"}
+    for name, source in sources.items():
+        path = os.path.join(workdir, name + ".c")
+        with open(path, "w") as f:
+            f.write(source)
+        subprocess.run([cc, "-shared", "-fPIC", "-o", os.path.join(folder, "lib%s.so" % name),
+                        path], check=True)
+    for name, words in (("noentry", "NORVANE_CAPTURE_MODULE"), ("oldversion", "interface 1")):
+        result = subprocess.run(program + ["--module", name], env=env, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, universal_newlines=True, timeout=60)
+        print(result.stderr)
+        check(result.returncode == 2 and words in result.stderr, name + ": " + result.stderr)
+    listed = subprocess.run(program + ["--help"], env=env, stdout=subprocess.PIPE,
+                            universal_newlines=True, timeout=60).stdout
+    check("labels, noentry, oldversion" in listed, "the module path's modules are not listed")
 
 
 def reduced(text):
@@ -234,7 +324,7 @@ def case_barcode_input(workdir, program):
     # when it tries hard on the whole image does not end the run.
     result = run(program, ["--input", DATA, "--json", "--by-folder"])
     check(result.returncode == 0, "exit code %d" % result.returncode)
-    frames = json.loads(result.stdout)
+    frames = json_lines(result.stdout)
     files = sorted(os.path.relpath(frame["file"], DATA) for frame in frames)
     expected = sorted(os.path.relpath(os.path.join(d, f), DATA) for d, _, names in os.walk(DATA)
                       for f in names if f.endswith(".png"))
@@ -253,8 +343,22 @@ def case_barcode_input(workdir, program):
         check(any(reduced(code["text"]) == target or code["format"] in ("Codabar", "UPC-E")
                   for code in frame["barcodes"]), name + ": read " + str(texts))
         check(frame["errorCode"] == 0, name + ": error code")
-    check(re.search(r"^ground truth: %d of %d files read$" % (len(files), len(files)),
-                    result.stderr, re.M), "ground-truth line")
+    scored = sum(os.path.exists(os.path.splitext(os.path.join(DATA, f))[0] + ".txt") for f in files)
+    check(re.search(r"^ground truth: %d of %d files read$" % (scored, scored), result.stderr, re.M)
+          and "no expected text: %d files, 0 of them" % (len(files) - scored) in result.stderr,
+          "ground-truth lines")
+
+    # The same files named one by one, in another order, through standard input, with
+    # one symbology asked for: the lines come in the order given, and only that one.
+    names = sorted(files, reverse=True)
+    listed = subprocess.run(program + ["--formats", "qr-code,EAN_13", "-"], cwd=DATA,
+                            input="\n".join(names) + "\n", stdout=subprocess.PIPE,
+                            universal_newlines=True, timeout=300)
+    lines = listed.stdout.splitlines()[:len(names)]
+    check([line.split(":")[0] for line in lines] == names, "order of the lines")
+    for line in lines:
+        check(re.fullmatch(r"[^:]+: ((QRCode|EAN-13) \"[^\n]*\"(, )?)+|[^:]+: no code", line),
+              "a line with another format: " + line)
     check(re.search(r"^  rss14-1 +2 +2$", result.stderr, re.M), "per-folder table")
 
 
@@ -262,8 +366,8 @@ def case_barcode_timeout(workdir, program):
     # No image may see a tick: the tasks' check-points end them with -10026 and the
     # run goes on to its end.
     result = run(program, ["--timeout-ticks", "0", "--tick-ms", "1", "--json", "--frames", "12"])
-    check(result.returncode == 0, "exit code %d" % result.returncode)
-    frames = json.loads(result.stdout)
+    check(result.returncode in (0, 1), "exit code %d" % result.returncode)
+    frames = json_lines(result.stdout)
     check(sorted(frame["imageId"] for frame in frames) == list(range(12)), "frames lost")
     timed_out = [frame for frame in frames if frame["errorCode"] == -10026]
     check(timed_out, "no frame timed out")
@@ -275,6 +379,7 @@ def main():
     shutil.rmtree(workdir, ignore_errors=True)
     os.makedirs(workdir)
     {"default": case_default, "timeout": case_timeout, "input": case_input,
+     "files": case_files, "modules": case_modules,
      "barcode": case_barcode, "barcode-input": case_barcode_input,
      "barcode-timeout": case_barcode_timeout}[case](workdir, program)
     print("PASS")
