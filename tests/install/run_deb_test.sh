@@ -11,7 +11,7 @@ source_dir=$(cd "$(dirname "$0")/../.." && pwd)
 host_dir=$(cd "$1" && pwd)
 shift
 [[ $(id -u) -eq 0 ]] || { echo "run as root" >&2; exit 2; }
-packages=(libnorvanecore1 libnorvanecore-dev norvane-capture)
+packages=(libnorvanecore1 libnorvanecore-dev libnorvanerouter1 norvane-capture)
 arch=$(dpkg --print-architecture)
 multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 work=$(mktemp -d)
@@ -39,7 +39,8 @@ for dir in "$@"; do
   for file in "lib/$cross_multiarch/libNorvaneCore.so.1" "lib/$cross_multiarch/libNorvaneCore.so" \
               "lib/$cross_multiarch/pkgconfig/norvane-core.pc" include/norvane/NorvaneCoreC.h \
               "lib/$cross_multiarch/cmake/NorvaneCore/NorvaneCoreConfig.cmake" \
-              bin/norvane-capture libexec/norvane-capture/libNorvaneDemoDetector.so; do
+              "lib/$cross_multiarch/libNorvaneRouter.so.1" include/norvane/router/NorvaneRouterC.h \
+              bin/norvane-capture "lib/$cross_multiarch/norvane/modules/liblabels.so"; do
     [[ -e "$root/$file" ]] || { echo "error: $cross_arch packages lack /usr/$file" >&2; exit 1; }
   done
   file -L "$root/lib/$cross_multiarch/libNorvaneCore.so.1" "$root/bin/norvane-capture"
@@ -72,9 +73,15 @@ cc -std=c99 -pedantic -Wall -Werror "$source_dir/tests/install/project/consumer_
 
 echo "== norvane-capture from PATH"
 (cd "$work" && norvane-capture --module labels --frames 4 --workers 2 | tail -n 1)
-if [[ -e /usr/libexec/norvane-capture/libNorvaneBarcodeReader.so ]]; then
+if [[ -e "/usr/lib/$multiarch/norvane/modules/libbarcode.so" ]]; then
   (cd "$work" && norvane-capture --frames 2 | tail -n 1)
 fi
+
+echo "== a module built against /usr, run by the installed program"
+cmake -S "$source_dir/docs/examples/module" -B "$work/module" >/dev/null
+cmake --build "$work/module" >/dev/null
+out=$(cd "$work" && NORVANE_MODULE_PATH="$work/module" norvane-capture --module tiles --frames 4)
+grep -q "ground truth: 16 of 16 tiles read" <<<"$out" || { echo "$out"; exit 1; }
 
 echo "== Python package with the system library"
 env -u NORVANE_LIBRARY PYTHONPATH="$source_dir/python" /usr/bin/python3 -c '
@@ -87,5 +94,6 @@ print("python: version", norvane.library_version())'
 echo "== apt-get purge"
 DEBIAN_FRONTEND=noninteractive apt-get purge -y -q "${packages[@]}" >/dev/null
 ! dpkg -s libnorvanecore1 >/dev/null 2>&1
-[[ ! -e "/usr/lib/$multiarch/libNorvaneCore.so.1" && ! -e /usr/bin/norvane-capture ]]
+[[ ! -e "/usr/lib/$multiarch/libNorvaneCore.so.1" && ! -e /usr/bin/norvane-capture &&
+   ! -e "/usr/lib/$multiarch/libNorvaneRouter.so.1" ]]
 echo "Debian packages ok"

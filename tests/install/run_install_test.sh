@@ -24,4 +24,16 @@ flags=$(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs norvane-core)
 # shellcheck disable=SC2086
 "$cc" -std=c99 -pedantic -Wall -Werror "$project/consumer_c.c" $flags -Wl,-rpath,"$libdir" -o "$work/pc_consumer_c"
 "$work/pc_consumer_c"
+
+echo "== a module built against the package, run by the installed program"
+if [[ -x "$prefix/bin/norvane-capture" ]]; then
+  cmake -S "$project/../../../docs/examples/module" -B "$work/module" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
+  cmake --build "$work/module" >/dev/null
+  routerdir=$(dirname "$(find "$prefix" -name 'libNorvaneRouter.so.1' | head -n 1)")
+  out=$(LD_LIBRARY_PATH="$routerdir" NORVANE_MODULE_PATH="$work/module" \
+        "$prefix/bin/norvane-capture" --module tiles --frames 4)
+  grep -q "ground truth: 16 of 16 tiles read" <<<"$out" || { echo "$out"; exit 1; }
+  LD_LIBRARY_PATH="$routerdir" "$prefix/bin/norvane-capture" --help | grep -q "modules found: .*labels"
+fi
 echo "install consumers ok"
