@@ -12,6 +12,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import struct
 import subprocess
 import sys
@@ -257,6 +258,20 @@ def case_files(workdir, program):
           and "ground truth: 0 of 1 files read" in result.stdout and
           "no expected text: 1 files, 1 of them with a code read" in result.stdout,
           "score " + str(lines))
+    # Ctrl-C: the files done so far are printed, then the summary; exit status 130.
+    many = [a] * 200
+    process = subprocess.Popen(program + LABELS + ["--module-options", "delay-ms=50",
+                                                   "--workers", "1"] + many,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                               universal_newlines=True)
+    first = process.stdout.readline()
+    process.send_signal(signal.SIGINT)
+    rest, errors = process.communicate(timeout=120)
+    print(first + rest + errors)
+    done = [line for line in [first] + rest.splitlines() if line.startswith(a)]
+    check(process.returncode == 130 and "interrupted" in errors and
+          0 < len(done) < len(many) and summary(rest)["frames"] == len(done),
+          "interrupted run: exit %d, %d lines" % (process.returncode, len(done)))
     result, _ = lines_of(["--version"])
     check(result.returncode == 0 and re.match(r"norvane-capture \d+\.\d+\.\d+\.\d{5}$",
                                               result.stdout), "version")
