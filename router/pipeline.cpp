@@ -185,7 +185,10 @@ class Run {
       return RunTotals();
     }
 
-    adapter_.SetMaxImageCount(4);
+    // The adapter hands out its newest image first. A producer that waits for room
+    // buffers one image, so that images are taken in the order they came; one that
+    // drops the oldest keeps a few, and the reader stays on the newest.
+    adapter_.SetMaxImageCount(options_.dropOldest ? 4 : 1);
     adapter_.SetBufferOverflowProtectionMode(options_.dropOldest
                                                  ? norvane::basic_structures::BOPM_APPEND
                                                  : norvane::basic_structures::BOPM_BLOCK);

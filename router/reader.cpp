@@ -154,6 +154,17 @@ struct Reader::State {
     return result;
   }
 
+  // Reads a decoded image file, or tells why there is none.
+  int ReadDecoded(const capture::ImageFile& file, ImageResult* result) {
+    if (file.image == nullptr) return file.refused ? kSizeInvalid : kUnreadable;
+    MutexLock lock(&mu);
+    if (producer != nullptr) {
+      delete file.image;
+      return kInProgress;
+    }
+    return ReadOne(file.image, result);
+  }
+
   // Runs the pipeline on one image the reader owns from here on.
   int ReadOne(CImageData* image, ImageResult* result) {
     OneImageProducer producer(image);
@@ -237,39 +248,14 @@ int Reader::Read(const CImageData& image, ImageResult* result) {
   return state_->ReadOne(grey, result);
 }
 
-namespace {
-
-int ResultOfFile(const capture::ImageFile& file) {
-  if (file.image != nullptr) return 0;
-  return file.refused ? kSizeInvalid : kUnreadable;
-}
-
-}  // namespace
-
 int Reader::ReadFile(const std::string& path, ImageResult* result) {
-  const int type = PathHelper::JudgePathType(path.c_str());
-  if (type != PT_FILE) return kNotFound;
-  capture::ImageFile file = capture::ReadImageFile(path, 0, state_->options.maxPixels);
-  const int code = ResultOfFile(file);
-  if (code != 0) return code;
-  MutexLock lock(&state_->mu);
-  if (state_->producer != nullptr) {
-    delete file.image;
-    return kInProgress;
-  }
-  return state_->ReadOne(file.image, result);
+  if (PathHelper::JudgePathType(path.c_str()) != PT_FILE) return kNotFound;
+  return state_->ReadDecoded(capture::ReadImageFile(path, 0, state_->options.maxPixels), result);
 }
 
 int Reader::ReadEncoded(const unsigned char* data, size_t size, ImageResult* result) {
-  capture::ImageFile file = capture::DecodeImage(data, size, "", 0, state_->options.maxPixels);
-  const int code = ResultOfFile(file);
-  if (code != 0) return code;
-  MutexLock lock(&state_->mu);
-  if (state_->producer != nullptr) {
-    delete file.image;
-    return kInProgress;
-  }
-  return state_->ReadOne(file.image, result);
+  return state_->ReadDecoded(capture::DecodeImage(data, size, "", 0, state_->options.maxPixels),
+                             result);
 }
 
 int Reader::Start(const ResultCallback& onResult) {

@@ -41,40 +41,34 @@ class OrderedReport {
     }
   }
 
-  // Read after the stream has finished.
-  Tally tally() {
+  // What was counted, read after the stream has finished.
+  struct Counts {
+    Tally tally;
+    FolderScore folders;
+    int withoutText = 0;      // files without an expected text
+    int withoutTextRead = 0;  // of them, those with a code read
+  };
+  Counts counts() {
     MutexLock lock(&mu_);
-    return tally_;
-  }
-  FolderScore folders() {
-    MutexLock lock(&mu_);
-    return folders_;
-  }
-  int withoutText() {
-    MutexLock lock(&mu_);
-    return withoutText_;
-  }
-  int withoutTextRead() {
-    MutexLock lock(&mu_);
-    return withoutTextRead_;
+    return counts_;
   }
 
  private:
   void Print(const FileOutcome& outcome) EXCLUSIVE_LOCKS_REQUIRED(mu_) {
     const ImageResult& result = outcome.result;
-    if (outcome.problem.empty()) tally_.Add(result);
+    if (outcome.problem.empty()) counts_.tally.Add(result);
     std::string scored;
     if (options_.score) {
       std::vector<DecodedCode> codes;
       for (const auto& finding : result.findings) codes.push_back({finding.format, finding.text});
       const ExpectedText expected = ReadExpectedText(outcome.path);
       if (!expected.present) {
-        ++withoutText_;
-        if (!codes.empty()) ++withoutTextRead_;
+        ++counts_.withoutText;
+        if (!codes.empty()) ++counts_.withoutTextRead;
         scored = " [no expected text]";
       } else {
         const bool read = FileRead(expected, codes);
-        folders_.Add(FolderOf(options_.inputs.size() == 1 ? options_.inputs[0] : std::string(),
+        counts_.folders.Add(FolderOf(options_.inputs.size() == 1 ? options_.inputs[0] : std::string(),
                               outcome.path),
                      read);
         std::string shown = expected.text;
@@ -112,10 +106,7 @@ class OrderedReport {
   Mutex mu_;
   std::map<int, FileOutcome> waiting_ GUARDED_BY(mu_);
   int next_ GUARDED_BY(mu_) = 0;
-  Tally tally_ GUARDED_BY(mu_);
-  FolderScore folders_ GUARDED_BY(mu_);
-  int withoutText_ GUARDED_BY(mu_) = 0;
-  int withoutTextRead_ GUARDED_BY(mu_) = 0;
+  Counts counts_ GUARDED_BY(mu_);
 };
 
 // Calls `onFile` with every image file the inputs name, in order: a file as it is, a
@@ -180,20 +171,20 @@ int RunFiles(norvane::router::Reader* reader, const Options& options) {
   norvane::router::StreamTotals totals;
   reader->Finish(&totals);
 
-  Tally tally = report.tally();
+  OrderedReport::Counts counts = report.counts();
+  Tally& tally = counts.tally;
   tally.unreadable = unreadable;
   tally.refused = refused;
   tally.skipped = skipped;
   FILE* lines = options.json ? stderr : stdout;
   PrintSummary(lines, tally, module.ItemsNoun(), totals, options.reader.workers);
   if (options.score) {
-    FolderScore folders = report.folders();
-    if (options.byFolder) std::fputs(folders.Table().c_str(), lines);
-    std::fprintf(lines, "ground truth: %d of %d files read\n", folders.total().read,
-                 folders.total().files);
-    if (report.withoutText() > 0) {
+    if (options.byFolder) std::fputs(counts.folders.Table().c_str(), lines);
+    std::fprintf(lines, "ground truth: %d of %d files read\n", counts.folders.total().read,
+                 counts.folders.total().files);
+    if (counts.withoutText > 0) {
       std::fprintf(lines, "no expected text: %d files, %d of them with a code read\n",
-                   report.withoutText(), report.withoutTextRead());
+                   counts.withoutText, counts.withoutTextRead);
     }
   }
   if (Interrupted()) return 130;
