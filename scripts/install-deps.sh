@@ -18,6 +18,8 @@ BASE_PKGS=(
   libzxing-dev libopencv-imgproc-dev  # the barcode module: decoder, candidate regions
   dpkg-dev fakeroot file lintian    # scripts/package.sh: Debian packages and their checks
   python3-pip python3-venv python3-setuptools python3-wheel python3-numpy  # the Python package
+  python3-pil                       # the Python package's tests: PIL images in
+  python3-zxing-cpp                 # scripts/python-compare.py: the decoder's own Python call
 )
 ARMHF_HOST_PKGS=(g++-arm-linux-gnueabihf gcc-arm-linux-gnueabihf qemu-user)
 ARMHF_TARGET_PKGS=(libjsoncpp-dev:armhf libgtest-dev:armhf libgmock-dev:armhf

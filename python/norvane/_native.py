@@ -1,8 +1,12 @@
-"""Finds libNorvaneCore and declares the C functions the package calls.
+"""Finds libNorvaneCore and libNorvaneRouter and declares the C functions the package
+calls.
 
-The library is loaded once, on first use, from (in this order) the path in the
+The core library is loaded once, on first use, from (in this order) the path in the
 environment variable NORVANE_LIBRARY, the installed system library, or a build tree
-of the source tree this package is imported from."""
+of the source tree this package is imported from. The router library, loaded after
+it, comes from NORVANE_ROUTER_LIBRARY, else from beside the core library that was
+named (in its folder or, in a build tree, its router/ folder), else the installed
+one, else a build tree."""
 import ctypes as C
 import glob
 import os
@@ -114,3 +118,84 @@ def library():
                 function.argtypes = argtypes
             _library = lib
         return _library
+
+
+ROUTER_SONAME = "libNorvaneRouter.so.1"
+_router = None
+
+
+class TXP_RTR_ReaderOptions(C.Structure):
+    _pack_ = 1
+    _fields_ = [("formats", C.c_char_p), ("fast", C.c_int), ("workers", C.c_int),
+                ("moduleOptions", C.c_char_p), ("dropOldest", C.c_int)]
+
+
+class TXP_RTR_Finding(C.Structure):
+    _pack_ = 1
+    _fields_ = [("format", C.c_char_p), ("text", C.c_char_p), ("bytes", C.POINTER(C.c_ubyte)),
+                ("bytesLength", C.c_int), ("x", C.c_int * 4), ("y", C.c_int * 4)]
+
+
+class TXP_RTR_Result(C.Structure):
+    _pack_ = 1
+    _fields_ = [("imageId", C.c_int), ("errorCode", C.c_int), ("milliseconds", C.c_double),
+                ("findingCount", C.c_int), ("findings", C.POINTER(TXP_RTR_Finding))]
+
+
+_RESULT = C.POINTER(C.POINTER(TXP_RTR_Result))
+_ROUTER_SIGNATURES = {
+    "TXP_RTR_CreateReader": (C.c_int, C.c_char_p, C.POINTER(TXP_RTR_ReaderOptions),
+                             C.POINTER(_P), C.POINTER(C.c_void_p)),
+    "TXP_RTR_DestroyReader": (None, _P),
+    "TXP_RTR_ReadImage": (C.c_int, _P, _RECORD, _RESULT),
+    "TXP_RTR_ReadFile": (C.c_int, _P, C.c_char_p, _RESULT),
+    "TXP_RTR_ReadEncoded": (C.c_int, _P, _P, C.c_ulonglong, _RESULT),
+    "TXP_RTR_FreeResult": (None, C.POINTER(TXP_RTR_Result)),
+    "TXP_RTR_GetAvailableModules": (C.c_void_p,),
+    "TQ_DeleteCharArray": (None, C.POINTER(C.c_void_p)),
+}
+
+
+def _router_candidates():
+    path = os.environ.get("NORVANE_ROUTER_LIBRARY")
+    if path:
+        return [path]
+    found = []
+    core = os.environ.get("NORVANE_LIBRARY")
+    if core:
+        folder = os.path.dirname(os.path.abspath(core))
+        found += [os.path.join(folder, ROUTER_SONAME),
+                  os.path.join(folder, "router", ROUTER_SONAME)]
+    found.append(ROUTER_SONAME)
+    source_tree = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    for tree in ["build"] + sorted(os.path.basename(p) for p in
+                                   glob.glob(os.path.join(source_tree, "build-*"))):
+        found.append(os.path.join(source_tree, tree, "router", ROUTER_SONAME))
+    return found
+
+
+def router():
+    """The loaded router library with its functions declared; OSError when it is not
+    found."""
+    global _router
+    library()  # the core first: the router uses the same one
+    with _lock:
+        if _router is None:
+            errors = []
+            for candidate in _router_candidates():
+                if os.path.sep in candidate and not os.path.exists(candidate):
+                    continue
+                try:
+                    lib = C.CDLL(candidate)
+                    break
+                except OSError as error:
+                    errors.append(str(error))
+            else:
+                raise OSError("libNorvaneRouter not found (set NORVANE_ROUTER_LIBRARY to its "
+                              "path): " + "; ".join(errors))
+            for name, (restype, *argtypes) in _ROUTER_SIGNATURES.items():
+                function = getattr(lib, name)
+                function.restype = restype
+                function.argtypes = argtypes
+            _router = lib
+        return _router
