@@ -35,3 +35,10 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/norvane-core.pc.in
   ${PROJECT_BINARY_DIR}/norvane-core.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/norvane-core.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+# The guides, with the examples they quote, beside the headers' package.
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/ARCHITECTURE.md
+              ${PROJECT_SOURCE_DIR}/docs/c-interface.md ${PROJECT_SOURCE_DIR}/docs/writing-a-module.md
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnorvanecore-dev COMPONENT dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/examples/
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libnorvanecore-dev/examples COMPONENT dev)

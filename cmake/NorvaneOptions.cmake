@@ -26,3 +26,15 @@ if(NORVANE_FUZZ)
   # Coverage feedback for libFuzzer in every object; the fuzz targets add the driver.
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+# Hardening, as Debian builds its packages: checked buffer functions where the
+# compiler optimises, full RELRO and immediate binding. The sanitizer and fuzz builds
+# leave the checked functions out (the sanitizers check more, and intercept the
+# plain ones).
+option(NORVANE_HARDENING "Build with _FORTIFY_SOURCE=2 and -z relro -z now" ON)
+if(NORVANE_HARDENING)
+  if(NOT NORVANE_SANITIZE AND NOT NORVANE_FUZZ)
+    add_compile_definitions($<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+  endif()
+  add_link_options(LINKER:-z,relro LINKER:-z,now)
+endif()

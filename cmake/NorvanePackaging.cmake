@@ -59,12 +59,20 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 # The programs and modules link the library of the same build: dpkg-shlibdeps finds
 # it there, and the dependency on its package is named below.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/router)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libnorvanecore1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 # The dynamic loader's cache is refreshed through dpkg's ldconfig trigger.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+# Its symbols file (scripts/check-symbols.sh keeps it true) lets packages that use the
+# library depend on the version that brought the symbols they use.
+configure_file(${PROJECT_SOURCE_DIR}/cmake/debian/libnorvanecore1.symbols.${NORVANE_DEB_ARCH}
+  ${PROJECT_BINARY_DIR}/debian/libnorvanecore1/symbols COPYONLY)
+# The cache is refreshed by that trigger alone: these scripts stand in for the ones
+# that would call ldconfig.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers
+  ${PROJECT_SOURCE_DIR}/cmake/debian/postinst ${PROJECT_SOURCE_DIR}/cmake/debian/postrm
+  ${PROJECT_BINARY_DIR}/debian/libnorvanecore1/symbols)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "core library of the Norvane image-capture SDK
 libNorvaneCore is the core shared library of a modular image-capture and
 recognition SDK: reference-counted objects, image buffers, a thread-safe
@@ -90,7 +98,8 @@ norvane-core.")
 set(CPACK_DEBIAN_ROUTER_PACKAGE_NAME libnorvanerouter1)
 set(CPACK_DEBIAN_ROUTER_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_ROUTER_PACKAGE_DEPENDS "libnorvanecore1 (= ${NORVANE_DEB_VERSION})")
-set(CPACK_DEBIAN_ROUTER_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+set(CPACK_DEBIAN_ROUTER_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers
+  ${PROJECT_SOURCE_DIR}/cmake/debian/postinst ${PROJECT_SOURCE_DIR}/cmake/debian/postrm)
 set(CPACK_COMPONENT_ROUTER_DESCRIPTION "router library of the Norvane image-capture SDK
 libNorvaneRouter loads a recognition module of the Norvane SDK by name and runs
 its tasks on the task-graph runtime of libNorvaneCore over images, one at a

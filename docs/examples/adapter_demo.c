@@ -32,7 +32,7 @@ int main(void) {
   if (handle == NULL) return 2;
   TXP_ImageSourceAdapter* adapter = handle->adapter;
   TXP_ISA_SetMaxImageCount(adapter, 4);
-  TXP_ISA_SetBufferOverflowProtectionMode(adapter, 1); /* full: drop the oldest */
+  TXP_ISA_SetBufferOverflowProtectionMode(adapter, TXP_BOPM_APPEND); /* full: drop the oldest */
   TXP_ISA_StartFetching(adapter);
   /* [create] */
 
@@ -47,7 +47,7 @@ int main(void) {
     tags[i].imageId = i;
     tags[i].filePath = "page.png";
     TXP_ImageData* record = TXP_CreateImageData(sizeof pixels[i], pixels[i], 4, 2, 4,
-                                                2 /* grey */, 0, &tags[i], &released,
+                                                TXP_IPF_GRAYSCALE, 0, &tags[i], &released,
                                                 &ReleaseRecord);
     if (record == NULL || TXP_ISA_AddImageToBuffer(adapter, record) != EC_OK) return 3;
   }

@@ -10,10 +10,43 @@
 #include <vector>
 
 #include "basic_structures/callback_image_source_adapter.h"
+#include "norvane/basic_structures/pixel_conversion.h"
 #include "norvane/core/error_codes.h"
 
 namespace norvane {
 namespace basic_structures {
+// The names C callers use are the C++ enumerations' values, frozen.
+namespace bs = norvane::basic_structures;
+#define SAME(c, cpp) static_assert(static_cast<int>(c) == static_cast<int>(bs::cpp), #c)
+SAME(TXP_IPF_BINARY, IPF_BINARY);
+SAME(TXP_IPF_BINARY_INVERTED, IPF_BINARY_INVERTED);
+SAME(TXP_IPF_GRAYSCALE, IPF_GRAYSCALE);
+SAME(TXP_IPF_NV21, IPF_NV21);
+SAME(TXP_IPF_RGB_565, IPF_RGB_565);
+SAME(TXP_IPF_RGB_555, IPF_RGB_555);
+SAME(TXP_IPF_RGB_888, IPF_RGB_888);
+SAME(TXP_IPF_ARGB_8888, IPF_ARGB_8888);
+SAME(TXP_IPF_RGB_161616, IPF_RGB_161616);
+SAME(TXP_IPF_ARGB_16161616, IPF_ARGB_16161616);
+SAME(TXP_IPF_ABGR_8888, IPF_ABGR_8888);
+SAME(TXP_IPF_ABGR_16161616, IPF_ABGR_16161616);
+SAME(TXP_IPF_BGR_888, IPF_BGR_888);
+SAME(TXP_IPF_BINARY_8, IPF_BINARY_8);
+SAME(TXP_IPF_NV12, IPF_NV12);
+SAME(TXP_IPF_BINARY_8_INVERTED, IPF_BINARY_8_INVERTED);
+SAME(TXP_ICDM_UNKNOWN, ICDM_UNKNOWN);
+SAME(TXP_ICDM_NEAR, ICDM_NEAR);
+SAME(TXP_ICDM_FAR, ICDM_FAR);
+SAME(TXP_VFQ_UNKNOWN, VFQ_UNKNOWN);
+SAME(TXP_VFQ_HIGH, VFQ_HIGH);
+SAME(TXP_VFQ_LOW, VFQ_LOW);
+SAME(TXP_BOPM_BLOCK, BOPM_BLOCK);
+SAME(TXP_BOPM_APPEND, BOPM_APPEND);
+SAME(TXP_CCUT_AUTO, CCUT_AUTO);
+SAME(TXP_CCUT_FULL_COLOUR, CCUT_FULL_COLOUR);
+SAME(TXP_CCUT_LUMINANCE_ONLY, CCUT_LUMINANCE_ONLY);
+#undef SAME
+
 namespace {
 
 using internal::CallbackImageSourceAdapter;

@@ -44,7 +44,7 @@ for dir in "$@"; do
     [[ -e "$root/$file" ]] || { echo "error: $cross_arch packages lack /usr/$file" >&2; exit 1; }
   done
   file -L "$root/lib/$cross_multiarch/libNorvaneCore.so.1" "$root/bin/norvane-capture"
-  dpkg-deb -f "$(deb_of "$dir" libnorvanecore1 "$cross_arch")" Depends | grep -q libjsoncpp
+  dpkg-deb -f "$(deb_of "$dir" libnorvanecore1 "$cross_arch")" Depends | grep libjsoncpp >/dev/null
   echo "$cross_arch packages ok"
 done
 
@@ -52,7 +52,7 @@ echo "== apt-get install ($arch)"
 debs=()
 for package in "${packages[@]}"; do debs+=("$(deb_of "$host_dir" "$package" "$arch")"); done
 DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${debs[@]}" >/dev/null
-dpkg -L libnorvanecore1 | grep -qx "/usr/lib/$multiarch/libNorvaneCore.so.1"
+dpkg -L libnorvanecore1 | grep -x "/usr/lib/$multiarch/libNorvaneCore.so.1" >/dev/null
 
 echo "== CMake package from /usr"
 cmake -S "$source_dir/tests/install/project" -B "$work/cmake" >/dev/null
@@ -60,7 +60,7 @@ grep -qx "NorvaneCore_DIR:PATH=/usr/lib/$multiarch/cmake/NorvaneCore" "$work/cma
 cmake --build "$work/cmake" >/dev/null
 "$work/cmake/consumer"
 "$work/cmake/consumer_c"
-ldd "$work/cmake/consumer" | grep -Eq "libNorvaneCore.so.1 => (/usr)?/lib/$multiarch/"
+ldd "$work/cmake/consumer" | grep -E "libNorvaneCore.so.1 => (/usr)?/lib/$multiarch/" >/dev/null
 
 echo "== pkg-config from /usr"
 flags=$(pkg-config --cflags --libs norvane-core)
@@ -82,6 +82,17 @@ cmake -S "$source_dir/docs/examples/module" -B "$work/module" >/dev/null
 cmake --build "$work/module" >/dev/null
 out=$(cd "$work" && NORVANE_MODULE_PATH="$work/module" norvane-capture --module tiles --frames 4)
 grep -q "ground truth: 16 of 16 tiles read" <<<"$out" || { echo "$out"; exit 1; }
+
+echo "== manual page, documentation, symbols file"
+man -l /usr/share/man/man1/norvane-capture.1.gz | grep -- '--formats' >/dev/null
+MANPAGER=cat man norvane-capture | grep 'read the codes in image files' >/dev/null
+for doc in README.md writing-a-module.md c-interface.md examples/module/tiles_module.cpp \
+           examples/adapter_demo.c; do
+  [[ -s "/usr/share/doc/libnorvanecore-dev/$doc" ]] || { echo "error: no $doc" >&2; exit 1; }
+done
+dpkg-deb --ctrl-tarfile "$(deb_of "$host_dir" libnorvanecore1 "$arch")" | tar -xO ./symbols |
+  diff - "$source_dir/cmake/debian/libnorvanecore1.symbols.$arch"
+"$source_dir/scripts/check-symbols.sh" "/usr/lib/$multiarch/libNorvaneCore.so.1" "$arch"
 
 echo "== Python package with the system library"
 env -u NORVANE_LIBRARY PYTHONPATH="$source_dir/python" /usr/bin/python3 -c '

@@ -6,6 +6,33 @@
 
 #include "norvane/core/export.h"
 
+/* The values C callers give the `format` of an image record: the pixel formats of the
+ * C++ ImagePixelFormat, with the same numbers. Colour bytes are named in memory
+ * order: TXP_IPF_RGB_888 is B, G, R; TXP_IPF_BGR_888 is R, G, B. */
+enum {
+  TXP_IPF_BINARY = 0,             /* 1 bit per pixel, MSB first, 0 is black */
+  TXP_IPF_BINARY_INVERTED = 1,    /* 1 bit per pixel, MSB first, 0 is white */
+  TXP_IPF_GRAYSCALE = 2,          /* 8 bits */
+  TXP_IPF_NV21 = 3,               /* YUV 4:2:0, luma plane then interleaved V, U */
+  TXP_IPF_RGB_565 = 4,            /* 16 bits */
+  TXP_IPF_RGB_555 = 5,            /* 16 bits */
+  TXP_IPF_RGB_888 = 6,            /* 24 bits, memory B, G, R */
+  TXP_IPF_ARGB_8888 = 7,          /* 32 bits, memory B, G, R, A */
+  TXP_IPF_RGB_161616 = 8,         /* 48 bits */
+  TXP_IPF_ARGB_16161616 = 9,      /* 64 bits */
+  TXP_IPF_ABGR_8888 = 10,         /* 32 bits, memory R, G, B, A */
+  TXP_IPF_ABGR_16161616 = 11,     /* 64 bits */
+  TXP_IPF_BGR_888 = 12,           /* 24 bits, memory R, G, B */
+  TXP_IPF_BINARY_8 = 13,          /* 8 bits */
+  TXP_IPF_NV12 = 14,              /* YUV 4:2:0, luma plane then interleaved U, V */
+  TXP_IPF_BINARY_8_INVERTED = 15  /* 8 bits */
+};
+
+/* The `type` of an image tag record, and the values of its other enumerated fields. */
+enum { TXP_IT_FILE = 0, TXP_IT_VIDEO_FRAME = 1 };
+enum { TXP_ICDM_UNKNOWN = 0, TXP_ICDM_NEAR = 1, TXP_ICDM_FAR = 2 };
+enum { TXP_VFQ_UNKNOWN = 0, TXP_VFQ_HIGH = 1, TXP_VFQ_LOW = 2 };
+
 #pragma pack(push, 1)
 
 /* A rectangle: left, top, right, bottom. Same layout as CRect. */
@@ -39,7 +66,7 @@ typedef struct TXP_ImageData TXP_ImageData;
 /* Called with the record and its user data when the library is done with a record. */
 typedef void (*TXP_ImageDataReleaseFunc)(TXP_ImageData* record, void* userData);
 
-/* Image bytes with their geometry; `format` is an ImagePixelFormat value (0 to 15). */
+/* Image bytes with their geometry; `format` is a TXP_IPF_ value. */
 struct TXP_ImageData {
   unsigned long long bytesLength;
   const unsigned char* bytes;

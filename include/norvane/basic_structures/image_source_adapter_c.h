@@ -25,6 +25,11 @@
 #include "norvane/basic_structures/image_data_c.h"
 #include "norvane/core/export.h"
 
+/* What adding to a full buffer does (the adapter's overflow protection mode). */
+enum { TXP_BOPM_BLOCK = 0, TXP_BOPM_APPEND = 1 };
+/* Which channels the consumer wants (the adapter's colour-channel usage type). */
+enum { TXP_CCUT_AUTO = 0, TXP_CCUT_FULL_COLOUR = 1, TXP_CCUT_LUMINANCE_ONLY = 2 };
+
 /* The adapter; opaque to C callers. */
 typedef struct TXP_ImageSourceAdapter TXP_ImageSourceAdapter;
 /* An error listener made by TXP_IEL_CreateImageSourceErrorListener; opaque. */
