@@ -21,7 +21,6 @@ static int failures = 0;
   } while (0)
 
 enum { kWidth = 161, kHeight = 121 };
-enum { kGrey = 2, kBgr888 = 12 }; /* memory R, G, B */
 
 /* A light image (bytes per pixel 1 or 3) with one dark rectangle [30, 90) x [20, 70). */
 static unsigned char* DrawLabel(int channels) {
@@ -76,13 +75,13 @@ static void CheckBadInput(void) {
   CHECK(TXP_RTR_ReadEncoded(reader, junk, sizeof(junk), &result) == -10012 && result == NULL);
   unsigned char* bytes = DrawLabel(1);
   TXP_ImageData image = {(unsigned long long)kWidth * kHeight, bytes, kWidth, kHeight, kWidth,
-                         kGrey, 0, NULL, NULL, NULL};
+                         TXP_IPF_GRAYSCALE, 0, NULL, NULL, NULL};
   image.stride = kWidth - 1;
   CHECK(TXP_RTR_ReadImage(reader, &image, &result) == -10069 && result == NULL);
   image.stride = kWidth;
   image.format = 99;
   CHECK(TXP_RTR_ReadImage(reader, &image, &result) == -10071);
-  image.format = kGrey;
+  image.format = TXP_IPF_GRAYSCALE;
   image.bytesLength = 100;
   CHECK(TXP_RTR_ReadImage(reader, &image, &result) == -10070);
   CHECK(TXP_RTR_PushImage(reader, &image) == -10070); /* no stream either way */
@@ -98,7 +97,7 @@ static void CheckImages(void) {
     unsigned char* bytes = DrawLabel(channels[i]);
     TXP_ImageTag tag = {1, 77, 0, NULL, 0, 0, 0, 0, NULL, kWidth, kHeight};
     TXP_ImageData image = {(unsigned long long)kWidth * kHeight * channels[i], bytes, kWidth,
-                           kHeight, kWidth * channels[i], channels[i] == 1 ? kGrey : kBgr888,
+                           kHeight, kWidth * channels[i], channels[i] == 1 ? TXP_IPF_GRAYSCALE : TXP_IPF_BGR_888,
                            0, &tag, NULL, NULL};
     TXP_RTR_Result* result = NULL;
     CHECK(TXP_RTR_ReadImage(reader, &image, &result) == 0 && result->imageId == 77);
@@ -137,7 +136,7 @@ static void* Feed(void* argument) {
   for (int i = 0; i < kPerThread; ++i) {
     TXP_ImageTag tag = {1, feeder->first + i, 0, NULL, 0, 0, 0, 0, NULL, kWidth, kHeight};
     TXP_ImageData image = {(unsigned long long)kWidth * kHeight, bytes, kWidth, kHeight, kWidth,
-                           kGrey, 0, &tag, NULL, NULL};
+                           TXP_IPF_GRAYSCALE, 0, &tag, NULL, NULL};
     CHECK(TXP_RTR_PushImage(feeder->reader, &image) == 0);
     bytes[0] ^= 1; /* the stream copied the image */
   }
