@@ -17,6 +17,7 @@ BASE_PKGS=(
   libstb-dev zlib1g-dev libwebp-dev libturbojpeg0-dev # norvane-capture: image files in, PNG image logs out
   libzxing-dev libopencv-imgproc-dev  # the barcode module: decoder, candidate regions
   dpkg-dev fakeroot file lintian    # scripts/package.sh: Debian packages and their checks
+  zbar-tools                        # scripts/barcode-compare.sh: ZBar alone
   help2man man-db                   # the manual page: made from --help, checked with man
   python3-pip python3-venv python3-setuptools python3-wheel python3-numpy  # the Python package
   python3-pil                       # the Python package's tests: PIL images in
