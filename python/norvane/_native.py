@@ -97,28 +97,32 @@ def _candidates():
     return found
 
 
+def _load(candidates, signatures, what):
+    """The first of `candidates` that loads, with `signatures` declared."""
+    errors = []
+    for candidate in candidates:
+        try:
+            lib = C.CDLL(candidate)
+            break
+        except OSError as error:
+            errors.append(str(error))
+    else:
+        raise OSError(what + " not found: " + "; ".join(errors))
+    for name, (restype, *argtypes) in signatures.items():
+        function = getattr(lib, name)
+        function.restype = restype
+        function.argtypes = argtypes
+    return lib
+
+
 def library():
     """The loaded library with its functions declared; OSError when it is not found."""
     global _library
     with _lock:
         if _library is None:
-            errors = []
-            for candidate in _candidates():
-                try:
-                    lib = C.CDLL(candidate)
-                    break
-                except OSError as error:
-                    errors.append(str(error))
-            else:
-                raise OSError("libNorvaneCore not found (set NORVANE_LIBRARY to its path): " +
-                              "; ".join(errors))
-            for name, (restype, *argtypes) in _SIGNATURES.items():
-                function = getattr(lib, name)
-                function.restype = restype
-                function.argtypes = argtypes
-            _library = lib
+            _library = _load(_candidates(), _SIGNATURES,
+                             "libNorvaneCore (set NORVANE_LIBRARY to its path)")
         return _library
-
 
 ROUTER_SONAME = "libNorvaneRouter.so.1"
 _router = None
@@ -181,21 +185,8 @@ def router():
     library()  # the core first: the router uses the same one
     with _lock:
         if _router is None:
-            errors = []
-            for candidate in _router_candidates():
-                if os.path.sep in candidate and not os.path.exists(candidate):
-                    continue
-                try:
-                    lib = C.CDLL(candidate)
-                    break
-                except OSError as error:
-                    errors.append(str(error))
-            else:
-                raise OSError("libNorvaneRouter not found (set NORVANE_ROUTER_LIBRARY to its "
-                              "path): " + "; ".join(errors))
-            for name, (restype, *argtypes) in _ROUTER_SIGNATURES.items():
-                function = getattr(lib, name)
-                function.restype = restype
-                function.argtypes = argtypes
-            _router = lib
+            candidates = [c for c in _router_candidates()
+                          if os.path.sep not in c or os.path.exists(c)]
+            _router = _load(candidates, _ROUTER_SIGNATURES,
+                            "libNorvaneRouter (set NORVANE_ROUTER_LIBRARY to its path)")
         return _router
