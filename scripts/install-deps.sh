@@ -19,6 +19,7 @@ BASE_PKGS=(
   dpkg-dev fakeroot file lintian    # scripts/package.sh: Debian packages and their checks
   zbar-tools                        # scripts/barcode-compare.sh: ZBar alone
   help2man man-db                   # the manual page: made from --help, checked with man
+  doxygen                           # the API reference (warnings are errors)
   python3-pip python3-venv python3-setuptools python3-wheel python3-numpy  # the Python package
   python3-pil                       # the Python package's tests: PIL images in
   python3-zxing-cpp                 # scripts/python-compare.py: the decoder's own Python call
