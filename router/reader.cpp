@@ -18,8 +18,7 @@ using capture::FrameProducer;
 using capture::FrameResult;
 
 constexpr int kNotFound = -10005, kUnreadable = -10012, kInProgress = -10062,
-              kModuleNotFound = -10065, kBadParameter = -10038, kBadFormat = -30009,
-              kSizeInvalid = -10070;
+              kBadParameter = -10038, kBadFormat = -30009, kSizeInvalid = -10070;
 
 std::string FormatKey(const std::string& name) {
   std::string key;
