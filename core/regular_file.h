@@ -53,9 +53,11 @@ class FileDescriptor {
 // is a regular file. O_TRUNC is applied after that check, so nothing else is ever
 // truncated. On failure the descriptor is invalid and `reason` says why: the system's
 // message, "not a regular file", or "a symbolic link, not followed"; `openError`,
-// when given, receives the errno of a failed open (ENOENT: nothing there), else 0.
+// when given, receives the errno of a failed open (ENOENT: nothing there), else 0;
+// `status`, when given, the file's status.
 inline FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t mode,
-                                      std::string* reason, int* openError = nullptr) {
+                                      std::string* reason, int* openError = nullptr,
+                                      struct stat* status = nullptr) {
   const bool truncate = (flags & O_TRUNC) != 0;
   FileDescriptor file(
       open(path.c_str(), (flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
@@ -71,13 +73,14 @@ inline FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t
     }
     return file;
   }
-  struct stat status;
-  if (fstat(file.get(), &status) != 0) {
+  struct stat own;
+  if (status == nullptr) status = &own;
+  if (fstat(file.get(), status) != 0) {
     *reason = std::strerror(errno);
     return FileDescriptor();
   }
-  if (!S_ISREG(status.st_mode)) {
-    *reason = S_ISDIR(status.st_mode) ? "a directory" : "not a regular file";
+  if (!S_ISREG(status->st_mode)) {
+    *reason = S_ISDIR(status->st_mode) ? "a directory" : "not a regular file";
     return FileDescriptor();
   }
   if (truncate && ftruncate(file.get(), 0) != 0) {
@@ -87,10 +90,10 @@ inline FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t
   return file;
 }
 
-// Opens `path` for appending, creating it (mode 0644 less the umask) when missing,
-// without following a final symbolic link.
+// Opens `path` for appending, creating it when missing with the mode fopen gives
+// (0666 less the umask), without following a final symbolic link.
 inline FileDescriptor OpenForAppend(const std::string& path, std::string* reason) {
-  return OpenRegularFile(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW, 0644, reason);
+  return OpenRegularFile(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW, 0666, reason);
 }
 
 // Writes all `size` bytes; false on a write error.
@@ -114,18 +117,14 @@ inline bool WriteAll(int fd, const void* data, size_t size) {
 inline bool ReadRegularFile(const std::string& path, size_t limit, std::string* content,
                             std::string* reason, int* openError = nullptr) {
   constexpr size_t kReadChunk = 64 << 10;
-  FileDescriptor file = OpenRegularFile(path, O_RDONLY, 0, reason, openError);
-  if (!file.valid()) return false;
   struct stat status;
-  if (fstat(file.get(), &status) != 0) {
-    *reason = std::strerror(errno);
+  FileDescriptor file = OpenRegularFile(path, O_RDONLY, 0, reason, openError, &status);
+  if (!file.valid()) return false;
+  const auto tooLarge = [&] {
+    *reason = "larger than " + std::to_string(limit) + " bytes";
     return false;
-  }
-  const std::string tooLarge = "larger than " + std::to_string(limit) + " bytes";
-  if (status.st_size < 0 || static_cast<uint64_t>(status.st_size) > limit) {
-    *reason = tooLarge;
-    return false;
-  }
+  };
+  if (status.st_size < 0 || static_cast<uint64_t>(status.st_size) > limit) return tooLarge();
   content->resize(static_cast<size_t>(status.st_size));
   size_t got = 0;
   for (;;) {
@@ -145,10 +144,7 @@ inline bool ReadRegularFile(const std::string& path, size_t limit, std::string* 
       return true;
     }
     got += static_cast<size_t>(n);
-    if (got > limit) {
-      *reason = tooLarge;
-      return false;
-    }
+    if (got > limit) return tooLarge();
   }
 }
 

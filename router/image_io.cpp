@@ -397,7 +397,7 @@ bool WriteLogPicturePng(const void* data, const char* path) {
   // The log folder may hold a FIFO or a link under this name: neither is written to.
   std::string reason;
   const norvane::internal::FileDescriptor file = norvane::internal::OpenRegularFile(
-      path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0644, &reason);
+      path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0666, &reason);
   return file.valid() && norvane::internal::WriteAll(file.get(), png.data(), png.size());
 }
 
