@@ -55,12 +55,14 @@ class FileDescriptor {
 // message, "not a regular file", or "a symbolic link, not followed"; `openError`,
 // when given, receives the errno of a failed open (ENOENT: nothing there), else 0;
 // `status`, when given, the file's status.
-inline FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t mode,
-                                      std::string* reason, int* openError = nullptr,
-                                      struct stat* status = nullptr) {
+// OpenRegularFileAt opens `path` relative to the open folder `dir` (AT_FDCWD: the
+// working directory).
+inline FileDescriptor OpenRegularFileAt(int dir, const std::string& path, int flags, mode_t mode,
+                                        std::string* reason, int* openError = nullptr,
+                                        struct stat* status = nullptr) {
   const bool truncate = (flags & O_TRUNC) != 0;
   FileDescriptor file(
-      open(path.c_str(), (flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
+      openat(dir, path.c_str(), (flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode));
   if (openError != nullptr) *openError = file.valid() ? 0 : errno;
   if (!file.valid()) {
     // ENXIO: a FIFO opened for writing that no one reads, or a device that is not there.
@@ -88,6 +90,45 @@ inline FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t
     return FileDescriptor();
   }
   return file;
+}
+
+inline FileDescriptor OpenRegularFile(const std::string& path, int flags, mode_t mode,
+                                      std::string* reason, int* openError = nullptr,
+                                      struct stat* status = nullptr) {
+  return OpenRegularFileAt(AT_FDCWD, path, flags, mode, reason, openError, status);
+}
+
+// Opens `relative` ("a/b/name") below the folder `root` as OpenRegularFile does, and
+// never through a symbolic link: the folders a and b are entered one by one, each
+// only when it is a directory itself, and the name is opened with O_NOFOLLOW. A ".."
+// is refused. `root` itself is taken as it is.
+inline FileDescriptor OpenBelow(const std::string& root, const std::string& relative, int flags,
+                                mode_t mode, std::string* reason) {
+  FileDescriptor dir(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!dir.valid()) {
+    *reason = root + ": " + std::strerror(errno);
+    return dir;
+  }
+  size_t start = 0;
+  for (size_t slash; (slash = relative.find('/', start)) != std::string::npos; start = slash + 1) {
+    const std::string name = relative.substr(start, slash - start);
+    if (name.empty() || name == ".") continue;
+    if (name == "..") {
+      *reason = "a parent folder in " + relative;
+      return FileDescriptor();
+    }
+    FileDescriptor next(
+        openat(dir.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!next.valid()) {
+      // A link to a folder fails with ELOOP, a link to anything else with ENOTDIR.
+      *reason = name + ": " + (errno == ELOOP || errno == ENOTDIR
+                                   ? std::string("not a directory (links are not followed)")
+                                   : std::string(std::strerror(errno)));
+      return next;
+    }
+    dir = std::move(next);
+  }
+  return OpenRegularFileAt(dir.get(), relative.substr(start), flags | O_NOFOLLOW, mode, reason);
 }
 
 // Opens `path` for appending, creating it when missing with the mode fopen gives

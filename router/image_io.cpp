@@ -18,6 +18,7 @@
 
 #include "core/regular_file.h"
 #include "norvane/basic_structures/pixel_conversion.h"
+#include "norvane/log/log.h"
 
 #ifdef NORVANE_CAPTURE_HAVE_ZLIB
 #include <zlib.h>
@@ -394,10 +395,17 @@ bool WriteLogPicturePng(const void* data, const char* path) {
                                                static_cast<size_t>(size));
   };
   if (stbi_write_png_to_func(append, &png, w, h, 3, rgb.data(), w * 3) == 0) return false;
-  // The log folder may hold a FIFO or a link under this name: neither is written to.
+  // The log folder may hold a FIFO or a link under this name, or a link in place of
+  // a layer folder: nothing is written into or through them.
+  const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
+  const std::string save = norvane::GetSavePath();
+  const size_t slash = save.find_last_of('/');
+  const std::string root = slash == std::string::npos ? std::string() : save.substr(0, slash + 1);
   std::string reason;
-  const norvane::internal::FileDescriptor file = norvane::internal::OpenRegularFile(
-      path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0666, &reason);
+  const norvane::internal::FileDescriptor file =
+      !root.empty() && std::strncmp(path, root.c_str(), root.size()) == 0
+          ? norvane::internal::OpenBelow(root, path + root.size(), flags, 0666, &reason)
+          : norvane::internal::OpenRegularFile(path, flags, 0666, &reason);
   return file.valid() && norvane::internal::WriteAll(file.get(), png.data(), png.size());
 }
 

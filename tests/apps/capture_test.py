@@ -352,25 +352,30 @@ def case_odd_files(workdir, program):
     with open(victim, "w") as f:
         f.write("untouched\n")
 
-    # A FIFO or a link named as a log file: not written to, and the other logs are.
+    # A FIFO or a link named as a log file or as an image log's folder: not written
+    # into or through, and the other logs are written.
+    victims = os.path.join(workdir, "victims")
+    os.makedirs(victims)
     logs_names = ("NorvaneKestrel.log", "NorvaneTRX.log")
-    for name in logs_names + ("localize/frame_0000.png",):
-        for kind in ("fifo", "link"):
-            logs = os.path.join(workdir, "logs-%s-%s" % (kind, name.replace("/", "-")))
-            hostile = os.path.join(logs, name)
-            os.makedirs(os.path.dirname(hostile))
-            os.mkfifo(hostile) if kind == "fifo" else os.symlink(victim, hostile)
-            result = run(program, LABELS + ["--log-dir", logs, "--frames", "2"], timeout=60)
-            label = "%s as %s: " % (name, kind)
-            check(result.returncode == 0, label + "exit code %d" % result.returncode)
-            with open(victim) as f:
-                check(f.read() == "untouched\n", label + "written through the link")
-            check(stat.S_ISFIFO(os.lstat(hostile).st_mode) if kind == "fifo" else
-                  os.path.islink(hostile), label + "replaced")
-            check(all(os.path.getsize(os.path.join(logs, other)) > 0 for other in logs_names
-                      if other != name), label + "another log is missing")
-            check(not os.path.exists(os.path.join(logs, "NorvaneLogConfig.ini")),
-                  label + "the configuration was written into the log folder")
+    for name, kind in [(name, kind) for name in logs_names + ("localize/frame_0000.png",)
+                       for kind in ("fifo", "link")] + [("localize", "link")]:
+        logs = os.path.join(workdir, "logs-%s-%s" % (kind, name.replace("/", "-")))
+        hostile = os.path.join(logs, name)
+        os.makedirs(os.path.dirname(hostile))
+        target = victims if name == "localize" else victim
+        os.mkfifo(hostile) if kind == "fifo" else os.symlink(target, hostile)
+        result = run(program, LABELS + ["--log-dir", logs, "--frames", "2"], timeout=60)
+        label = "%s as %s: " % (name, kind)
+        check(result.returncode == 0, label + "exit code %d" % result.returncode)
+        with open(victim) as f:
+            check(f.read() == "untouched\n" and not os.listdir(victims),
+                  label + "written through the link")
+        check(stat.S_ISFIFO(os.lstat(hostile).st_mode) if kind == "fifo" else
+              os.path.islink(hostile), label + "replaced")
+        check(all(os.path.getsize(os.path.join(logs, other)) > 0 for other in logs_names
+                  if other != name), label + "another log is missing")
+        check(not os.path.exists(os.path.join(logs, "NorvaneLogConfig.ini")),
+              label + "the configuration was written into the log folder")
 
     # A name with a space at its start keeps it; the JSON log is written as the run
     # goes, in arrays of a bounded number of frames.
