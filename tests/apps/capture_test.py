@@ -388,17 +388,17 @@ def case_odd_files(workdir, program):
           "JSON log not written as the run goes: arrays of %s frames" % [len(a) for a in arrays])
     # Ctrl-C (unless the run was done by then): the JSON log holds every frame done.
     stopped = os.path.join(workdir, "stopped")
-    process = subprocess.Popen(program + LABELS + ["--log-dir", stopped, "--frames", "120",
-                                                   "--workers", "1", "--module-options",
+    process = subprocess.Popen(program + LABELS + ["--log-dir", stopped, "--frames", "40",
+                                                   "--workers", "1", "--json", "--module-options",
                                                    "delay-ms=40"],
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                universal_newlines=True)
     process.stdout.readline()
     process.send_signal(signal.SIGINT)
     out, err = process.communicate(timeout=300)
-    print(out[-2000:] + err)
+    print(err)
     check(process.returncode in (0, 130) and
-          len(json_log(os.path.join(stopped, "NorvaneTRX.log"))) == summary(out)["frames"],
+          len(json_log(os.path.join(stopped, "NorvaneTRX.log"))) == summary(err)["frames"],
           "interrupted run: exit %d, JSON log short of the frames done" % process.returncode)
 
     # Runs on one folder: one waiting on another is refused clearly; of runs started
@@ -411,7 +411,7 @@ def case_odd_files(workdir, program):
     os.close(holder)
     check(busy.returncode == 2 and "in use by another run" in busy.stderr, "busy folder taken")
     done = []
-    for _ in range(3):
+    for _ in range(2):
         runs = [subprocess.Popen(program + LABELS + ["--log-dir", shared, "--frames", "8"],
                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                  universal_newlines=True) for _ in range(4)]
