@@ -17,6 +17,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -162,7 +163,9 @@ inline bool ReadRegularFile(const std::string& path, size_t limit, std::string* 
   FileDescriptor file = OpenRegularFile(path, O_RDONLY, 0, reason, openError, &status);
   if (!file.valid()) return false;
   const auto tooLarge = [&] {
-    *reason = "larger than " + std::to_string(limit) + " bytes";
+    char text[48];  // snprintf: std::to_string would export a template's table from the library
+    std::snprintf(text, sizeof(text), "larger than %zu bytes", limit);
+    *reason = text;
     return false;
   };
   if (status.st_size < 0 || static_cast<uint64_t>(status.st_size) > limit) return tooLarge();
