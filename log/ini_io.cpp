@@ -1,16 +1,11 @@
 #include "norvane/log/ini_io.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
-
 #include <cctype>
-#include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <locale>
 #include <sstream>
+
+#include "core/regular_file.h"
 
 namespace norvane {
 namespace {
@@ -22,47 +17,6 @@ std::string Trim(const char* begin, const char* end) {
   while (begin < end && IsSpace(*begin)) ++begin;
   while (end > begin && IsSpace(end[-1])) --end;
   return std::string(begin, end);
-}
-
-// Closes a descriptor when it goes out of scope.
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : fd_(fd) {}
-  ~FileDescriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  int get() const { return fd_; }
-
- private:
-  const int fd_;
-};
-
-// The whole content of the regular file at `path`, read with a bound: false for a
-// path that cannot be opened, anything that is not a regular file (a directory, a
-// device such as /dev/zero, a FIFO, a socket), a file over `limit` bytes, also one
-// that grows past it while being read, and a read error. The file is opened
-// non-blocking, so a FIFO without a writer is refused at once instead of waiting.
-bool ReadRegularFile(const std::string& path, size_t limit, std::string* content) {
-  FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (file.get() < 0) return false;
-  struct stat status;
-  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  if (status.st_size < 0 || static_cast<uint64_t>(status.st_size) > limit) return false;
-  content->clear();
-  content->reserve(static_cast<size_t>(status.st_size));
-  char chunk[4096];
-  for (;;) {
-    const ssize_t n = read(file.get(), chunk, sizeof(chunk));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    if (n == 0) return true;
-    if (static_cast<size_t>(n) > limit - content->size()) return false;
-    content->append(chunk, static_cast<size_t>(n));
-  }
 }
 
 template <typename T>
@@ -83,8 +37,8 @@ INI_IO::~INI_IO() = default;
 
 bool INI_IO::Load(const std::string& path) {
   path_ = path;
-  std::string content;
-  if (!ReadRegularFile(path, kMaxFileSize, &content)) return false;
+  std::string content, reason;
+  if (!internal::ReadRegularFile(path, kMaxFileSize, &content, &reason)) return false;
 
   std::string current;
   const char* next = content.data();

@@ -1,14 +1,17 @@
 #include "norvane/log/log.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
+#include "core/regular_file.h"
 #include "norvane/core/platform.h"
 #include "norvane/log/ini_io.h"
 #include "norvane/log/path_helper.h"
@@ -28,6 +31,16 @@ constexpr size_t kCacheGrowthLines = 1024;
 constexpr size_t kMaxLogLineLength = 4095;
 // The size of the buffer the image file name is formatted into.
 constexpr size_t kImageNameBufferSize = 256;
+// The cached text lines are written in pieces of about this size.
+constexpr size_t kCacheWriteBytes = 64 << 10;
+
+// Opens a log file for appending: only a regular file, never through a final
+// symbolic link, never waiting on a FIFO. A file that cannot be opened so loses
+// what was to be written, as any log file that cannot be opened.
+internal::FileDescriptor OpenLogFile(const std::string& path) {
+  std::string reason;
+  return internal::OpenForAppend(path, &reason);
+}
 
 // One text line under construction: bounded, always room for a newline and a NUL.
 class LineBuilder {
@@ -207,12 +220,10 @@ void TQLog::StoreLine(char* line, size_t length) {
     if (cache_.size() >= cache_.capacity()) cache_.reserve(cache_.size() + kCacheGrowthLines);
     return;
   }
-  FILE* file = std::fopen(textLogPath_.c_str(), "a");
-  if (file == nullptr) return;
+  const internal::FileDescriptor file = OpenLogFile(textLogPath_);
+  if (!file.valid()) return;
   line[length] = '\n';
-  std::fwrite(line, 1, length + 1, file);
-  std::fflush(file);
-  std::fclose(file);
+  internal::WriteAll(file.get(), line, length + 1);
 }
 
 void TQLog::WriteJsonLog(int level, Json::Value& value) {
@@ -224,12 +235,11 @@ void TQLog::WriteJsonLog(int level, Json::Value& value) {
 void TQLog::OutputJsonLog() {
   SyncObjectLock lock(this);
   if (jsonLog_.isNull()) return;
-  FILE* file = std::fopen(jsonLogPath_.c_str(), "a");
-  if (file != nullptr) {
+  const internal::FileDescriptor file = OpenLogFile(jsonLogPath_);
+  if (file.valid()) {
     std::string text = jsonLog_.toStyledString();
-    std::fwrite(text.data(), 1, text.size(), file);
-    std::fputc('\n', file);
-    std::fclose(file);
+    text += '\n';
+    internal::WriteAll(file.get(), text.data(), text.size());
   }
   // Cleared under the lock too, so a value appended meanwhile is never lost unseen.
   jsonLog_ = Json::Value();
@@ -238,13 +248,19 @@ void TQLog::OutputJsonLog() {
 void TQLog::OutputCacheLog() {
   SyncObjectLock lock(this);
   if (cache_.empty()) return;
-  FILE* file = std::fopen(textLogPath_.c_str(), "a");
-  if (file != nullptr) {
+  const internal::FileDescriptor file = OpenLogFile(textLogPath_);
+  if (file.valid()) {
+    // Written in pieces of about kCacheWriteBytes: few system calls, little memory.
+    std::string piece;
     for (const std::string& line : cache_) {
-      std::fwrite(line.data(), 1, line.size(), file);
-      std::fputc('\n', file);
+      piece += line;
+      piece += '\n';
+      if (piece.size() >= kCacheWriteBytes) {
+        internal::WriteAll(file.get(), piece.data(), piece.size());
+        piece.clear();
+      }
     }
-    std::fclose(file);
+    internal::WriteAll(file.get(), piece.data(), piece.size());
   }
   cache_.clear();
 }
@@ -285,9 +301,10 @@ std::string TQLog::WriteImgLog(LogImageWriter writer, void* data, const char* fi
 }
 
 bool TQLog::CreatDir(std::string path) {
-  FILE* file = std::fopen(path.c_str(), "r");
-  if (file != nullptr) {
-    std::fclose(file);
+  // Non-blocking, so that a FIFO under this name is answered at once.
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd >= 0) {
+    close(fd);
     return false;
   }
   mkdir(path.c_str(), 0755);

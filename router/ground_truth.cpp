@@ -1,9 +1,10 @@
 #include "ground_truth.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
+
+#include "core/regular_file.h"
 
 namespace capture {
 namespace {
@@ -65,12 +66,17 @@ ExpectedText ReadExpectedText(const std::string& imagePath) {
   const size_t dot = imagePath.find_last_of('.');
   const size_t slash = imagePath.find_last_of('/');
   if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return expected;
-  std::ifstream in(imagePath.substr(0, dot) + ".txt", std::ios::binary);
-  if (!in) return expected;
-  std::ostringstream text;
-  text << in.rdbuf();
-  expected.present = true;
-  expected.text = text.str();
+  const std::string path = imagePath.substr(0, dot) + ".txt";
+  std::string reason;
+  int openError = 0;
+  if (norvane::internal::ReadRegularFile(path, kMaxExpectedTextBytes, &expected.text, &reason,
+                                         &openError)) {
+    expected.present = true;
+  } else {
+    expected.text.clear();
+    // A missing file is the usual way of expecting nothing; anything else is named.
+    if (openError != ENOENT) expected.problem = path + ": " + reason;
+  }
   return expected;
 }
 

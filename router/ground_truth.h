@@ -21,10 +21,15 @@ struct DecodedCode {
 };
 
 // The expected text of an image file: the content of the .txt file beside it, and
-// whether there is one.
+// whether there is one. Only a regular file of at most kMaxExpectedTextBytes is
+// read, without ever blocking (a FIFO, a link to /dev/zero, a huge file); such a
+// file counts as no expected text, and `problem` names it with the reason for the
+// caller to report. A missing file is no problem.
+constexpr size_t kMaxExpectedTextBytes = 64 << 10;
 struct ExpectedText {
   bool present = false;
   std::string text;
+  std::string problem;  // "PATH.txt: reason", or empty
 };
 ExpectedText ReadExpectedText(const std::string& imagePath);
 

@@ -16,7 +16,9 @@
 #include <filesystem>
 #include <memory>
 
+#include "core/regular_file.h"
 #include "norvane/basic_structures/pixel_conversion.h"
+#include "norvane/log/log.h"
 
 #ifdef NORVANE_CAPTURE_HAVE_ZLIB
 #include <zlib.h>
@@ -119,6 +121,15 @@ bool IsJpeg(const unsigned char* data, size_t size) {
 
 void FreeTurboJpegBytes(const unsigned char* bytes) { tjFree(const_cast<unsigned char*>(bytes)); }
 
+// JPEG's CMYK as the decoder gives it (stored inverted, as Adobe writes it: 255 is no
+// ink) to R, G, B: each colour is its own channel times K, rounded.
+void CmykToRgb(const unsigned char* cmyk, size_t pixels, unsigned char* rgb) {
+  for (size_t i = 0; i < pixels; ++i, cmyk += 4, rgb += 3) {
+    const unsigned k = cmyk[3];
+    for (int c = 0; c < 3; ++c) rgb[c] = static_cast<unsigned char>((cmyk[c] * k + 127) / 255);
+  }
+}
+
 // JPEG through libjpeg-turbo, which stands up to damaged files better than
 // stb_image's decoder (whose Huffman tables overflow on some).
 ImageFile DecodeJpeg(const unsigned char* data, size_t size, const std::string& path, int imageId,
@@ -133,21 +144,30 @@ ImageFile DecodeJpeg(const unsigned char* data, size_t size, const std::string& 
   }
   if (AboveLimit(w, h, maxPixels)) return Refused(w, h, maxPixels);
   const bool grey = colourspace == TJCS_GRAY;
+  // CMYK and YCCK come out as CMYK, four bytes a pixel, and are turned into RGB here.
+  const bool cmyk = colourspace == TJCS_CMYK || colourspace == TJCS_YCCK;
   const int channels = grey ? 1 : 3;
-  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) * channels >
+  const int decoded = cmyk ? 4 : channels;
+  if (static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h) * decoded >
       static_cast<unsigned long long>(INT_MAX))
     return Unreadable("too large to decode");
-  unsigned char* bytes = tjAlloc(w * h * channels);
+  std::unique_ptr<unsigned char, void (*)(const unsigned char*)> bytes(
+      tjAlloc(w * h * decoded), &FreeTurboJpegBytes);
   if (bytes == nullptr) return Unreadable("out of memory");
-  if (tjDecompress2(decoder.get(), data, length, bytes, w, w * channels, h,
-                    grey ? TJPF_GRAY : TJPF_RGB, 0) != 0 &&
+  if (tjDecompress2(decoder.get(), data, length, bytes.get(), w, w * decoded, h,
+                    grey ? TJPF_GRAY : cmyk ? TJPF_CMYK : TJPF_RGB, 0) != 0 &&
       tjGetErrorCode(decoder.get()) == TJERR_FATAL) {
-    const std::string reason = tjGetErrorStr2(decoder.get());
-    tjFree(bytes);
-    return Unreadable("bad JPEG: " + reason);
+    return Unreadable(std::string("bad JPEG: ") + tjGetErrorStr2(decoder.get()));
+  }
+  if (cmyk) {
+    std::unique_ptr<unsigned char, void (*)(const unsigned char*)> rgb(tjAlloc(w * h * 3),
+                                                                       &FreeTurboJpegBytes);
+    if (rgb == nullptr) return Unreadable("out of memory");
+    CmykToRgb(bytes.get(), static_cast<size_t>(w) * static_cast<size_t>(h), rgb.get());
+    bytes = std::move(rgb);
   }
   ImageFile file;
-  file.image = NewImage(path, imageId, bytes, &FreeTurboJpegBytes, w, h, channels);
+  file.image = NewImage(path, imageId, bytes.release(), &FreeTurboJpegBytes, w, h, channels);
   return file;
 }
 
@@ -250,14 +270,23 @@ void ListBelow(const fs::path& dir, ImageFileList* list) {
   fs::directory_iterator entry(dir, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     const fs::path& path = entry->path();
-    std::error_code ignored;
-    const fs::file_status own = entry->symlink_status(ignored);
+    // An entry that cannot be looked at (a path longer than the system allows, a
+    // folder without search permission) is named with the reason, whatever it is.
+    std::error_code failed;
+    const fs::file_status own = entry->symlink_status(failed);
+    if (failed) {
+      list->skipped.push_back(path.string() + ": " + failed.message());
+      continue;
+    }
     if (fs::is_directory(own)) {
       ListBelow(path, list);
       continue;
     }
-    const fs::file_status target = fs::status(path, ignored);
-    if (fs::is_symlink(own) && fs::is_directory(target)) {
+    const fs::file_status target = fs::status(path, failed);
+    if (failed && failed != std::errc::no_such_file_or_directory) {
+      if (IsSupportedImageFile(path.string()) || fs::is_symlink(own))
+        list->skipped.push_back(path.string() + ": " + failed.message());
+    } else if (fs::is_symlink(own) && fs::is_directory(target)) {
       list->skipped.push_back(path.string() + ": symbolic link to a directory, not followed");
     } else if (IsSupportedImageFile(path.string())) {
       if (fs::is_regular_file(target)) {
@@ -327,32 +356,13 @@ ImageFile DecodeImage(const unsigned char* data, size_t size, const std::string&
 }
 
 ImageFile ReadImageFile(const std::string& path, int imageId, unsigned long long maxPixels) {
-  // Non-blocking, so that a FIFO does not wait for a writer before fstat turns it away.
-  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return Unreadable(std::strerror(errno));
-  struct stat info;
-  std::string error;
-  std::vector<unsigned char> data;
-  if (fstat(fd, &info) != 0) {
-    error = std::strerror(errno);
-  } else if (!S_ISREG(info.st_mode)) {
-    error = "not a regular file";
-  } else if (info.st_size > kMaxFileBytes) {
-    error = "file larger than " + std::to_string(kMaxFileBytes >> 20) + " MiB";
-  } else {
-    data.resize(static_cast<size_t>(info.st_size));
-    size_t got = 0;
-    while (got < data.size()) {
-      const ssize_t n = read(fd, data.data() + got, data.size() - got);
-      if (n < 0 && errno == EINTR) continue;
-      if (n <= 0) break;
-      got += static_cast<size_t>(n);
-    }
-    data.resize(got);
+  std::string content, reason;
+  if (!norvane::internal::ReadRegularFile(path, static_cast<size_t>(kMaxFileBytes), &content,
+                                          &reason)) {
+    return Unreadable(reason);
   }
-  close(fd);
-  if (!error.empty()) return Unreadable(error);
-  return DecodeImage(data.data(), data.size(), path, imageId, maxPixels);
+  return DecodeImage(reinterpret_cast<const unsigned char*>(content.data()), content.size(), path,
+                     imageId, maxPixels);
 }
 
 bool WriteLogPicturePng(const void* data, const char* path) {
@@ -379,7 +389,24 @@ bool WriteLogPicturePng(const void* data, const char* path) {
     }
   }
   stbi_write_force_png_filter = 1;  // "sub" for every row, instead of trying all five
-  return stbi_write_png(path, w, h, 3, rgb.data(), w * 3) != 0;
+  std::string png;
+  const auto append = [](void* context, void* bytes, int size) {
+    static_cast<std::string*>(context)->append(static_cast<const char*>(bytes),
+                                               static_cast<size_t>(size));
+  };
+  if (stbi_write_png_to_func(append, &png, w, h, 3, rgb.data(), w * 3) == 0) return false;
+  // The log folder may hold a FIFO or a link under this name, or a link in place of
+  // a layer folder: nothing is written into or through them.
+  const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
+  const std::string save = norvane::GetSavePath();
+  const size_t slash = save.find_last_of('/');
+  const std::string root = slash == std::string::npos ? std::string() : save.substr(0, slash + 1);
+  std::string reason;
+  const norvane::internal::FileDescriptor file =
+      !root.empty() && std::strncmp(path, root.c_str(), root.size()) == 0
+          ? norvane::internal::OpenBelow(root, path + root.size(), flags, 0666, &reason)
+          : norvane::internal::OpenRegularFile(path, flags, 0666, &reason);
+  return file.valid() && norvane::internal::WriteAll(file.get(), png.data(), png.size());
 }
 
 }  // namespace capture

@@ -62,6 +62,7 @@ class OrderedReport {
       std::vector<DecodedCode> codes;
       for (const auto& finding : result.findings) codes.push_back({finding.format, finding.text});
       const ExpectedText expected = ReadExpectedText(outcome.path);
+      if (!expected.problem.empty()) Fail("expected text ignored: " + expected.problem);
       if (!expected.present) {
         ++counts_.withoutText;
         if (!codes.empty()) ++counts_.withoutTextRead;

@@ -28,7 +28,8 @@ int main(int argc, char** argv) {
   capture::Options options;
   const int parsed = capture::ParseOptions(argc, argv, &options);
   if (parsed != 0) return parsed == 1 ? 0 : 2;
-  if (capture::SetUpLog(options) != 0) return 2;
+  capture::RunLog log;
+  if (capture::SetUpLog(options, &log) != 0) return 2;
 
   int code = 0;
   std::string message;
@@ -37,11 +38,14 @@ int main(int argc, char** argv) {
   if (reader == nullptr) return capture::Fail(message);
 
   capture::CatchInterrupts();
-  const int status = options.inputs.empty()
-                         ? capture::RunSyntheticFrames(reader.get(), options)
-                         : capture::RunFiles(reader.get(), options);
-  norvane::TQLog::m_instance.OutputJsonLog();
-  norvane::TQLog::m_instance.OutputCacheLog();
+  int status = options.inputs.empty() ? capture::RunSyntheticFrames(reader.get(), options)
+                                      : capture::RunFiles(reader.get(), options);
+  capture::FlushLogs();
   if (status == 130) std::fprintf(stderr, "norvane-capture: interrupted\n");
+  const std::string noLog = log.NoLogWritten();
+  if (!noLog.empty()) {
+    capture::Fail(noLog);
+    if (status == 0) status = 1;
+  }
   return status;
 }

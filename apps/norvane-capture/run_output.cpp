@@ -1,13 +1,9 @@
 #include "run_output.h"
 
 #include <signal.h>
-#include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 
 #include "image_io.h"
 #include "norvane/NorvaneCore.h"
@@ -22,58 +18,11 @@ std::atomic<bool> interrupted{false};
 
 void OnInterrupt(int) { interrupted.store(true); }
 
-// Why `path` cannot serve as the log's INI file, or empty: it must be a regular
-// file of a sensible size (a FIFO would block the reader, /dev/zero never end).
-std::string CheckLogConfigFile(const std::string& path) {
-  constexpr off_t kMaxConfigBytes = 1 << 20;
-  struct stat info;
-  if (stat(path.c_str(), &info) != 0) return std::strerror(errno);
-  if (S_ISDIR(info.st_mode)) return "it is a directory";
-  if (!S_ISREG(info.st_mode)) return "not a regular file";
-  if (info.st_size > kMaxConfigBytes) return "larger than 1 MiB";
-  return std::string();
-}
-
-// Configures the log to write everything (mode 3, level 9) into `dir`, which has no
-// control characters: a line break would end the INI file's path line early.
-bool ConfigureLogDir(const std::string& dir) {
-  std::string path;
-  for (size_t at = 0; at != std::string::npos;) {
-    at = dir.find('/', at + 1);
-    path = dir.substr(0, at);
-    if (!path.empty() && mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) return false;
-  }
-  struct stat info;
-  if (stat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return false;
-  const std::string ini = dir + "/NorvaneLogConfig.ini";
-  {
-    std::ofstream out(ini);
-    out << "[BARCODECONFIG]\nPath=" << dir << "/\nLevel=9\nMode=3\nOutputMode=0\n";
-    if (!out) return false;
-  }
-  TQLog::m_instance.InitLog(ini.c_str());
-  return TQLog::m_instance.IsInitialized();
-}
-
 }  // namespace
 
-int SetUpLog(const Options& options) {
-  if (!options.logConfig.empty()) {
-    const std::string problem = CheckLogConfigFile(options.logConfig);
-    if (!problem.empty())
-      return Fail("cannot use log configuration " + options.logConfig + ": " + problem);
-    TQLog::m_instance.InitLog(options.logConfig.c_str());
-    if (!TQLog::m_instance.IsInitialized())
-      return Fail("cannot read log configuration " + options.logConfig);
-  } else if (!options.logDir.empty()) {
-    if (std::any_of(options.logDir.begin(), options.logDir.end(),
-                    [](unsigned char c) { return c < 0x20 || c == 0x7f; })) {
-      return Fail("the log directory's name must not hold control characters such as a newline");
-    }
-    if (!ConfigureLogDir(options.logDir))
-      return Fail("cannot create log directory " + options.logDir + ": " + std::strerror(errno));
-  }
-  return 0;
+int SetUpLog(const Options& options, RunLog* log) {
+  const std::string problem = log->Configure(options.logDir, options.logConfig);
+  return problem.empty() ? 0 : Fail(problem);
 }
 
 void WriteImageLogs(const norvane::router::ImageResult& result,
@@ -106,6 +55,7 @@ Json::Value LogResult(const norvane::router::ImageResult& result, const char* it
   for (const norvane::router::Finding& finding : result.findings) items.append(finding.json);
   frame[itemsKey] = items;
   TQLog::m_instance.WriteJsonLog(9, frame);
+  PaceJsonLog();
   return frame;
 }
 

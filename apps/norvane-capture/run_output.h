@@ -9,13 +9,15 @@
 #include <cstdio>
 #include <string>
 
+#include "log_setup.h"
 #include "norvane/router/reader.h"
 #include "options.h"
 
 namespace capture {
 
-// Configures the log from --log-config or --log-dir. 0, or 2 after a message.
-int SetUpLog(const Options& options);
+// Configures the log from --log-config or --log-dir, for as long as `log` lives.
+// 0, or 2 after a message.
+int SetUpLog(const Options& options, RunLog* log);
 // One picture per task, in a layer named after it, with the regions it output.
 void WriteImageLogs(const norvane::router::ImageResult& result,
                     const norvane::basic_structures::CImageData* grey);

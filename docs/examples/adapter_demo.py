@@ -10,7 +10,7 @@ print("libNorvaneCore", norvane.library_version())
 try:
     with norvane.ImageSourceAdapter() as adapter:
         pass
-    adapter.start_fetching()  # closed: the C interface answers -10002
+    adapter.start_fetching()  # closed: -10002, as the C interface answers a null handle
 except NorvaneError as error:
     print(error.code, error.message)  # -10002 Null pointer.
 

@@ -18,11 +18,24 @@ class ImageSourceAdapter:
     it. The native_* methods bypass the callbacks.
 
     Use it as a context manager, or call close(); a closed adapter raises
-    NorvaneError (-10002) on every call."""
+    NorvaneError (-10002) on every call.
+
+    Every method may be called from any thread, close() too: it refuses new calls,
+    stops fetching (so that producers waiting for room return), waits for the calls
+    in flight to return and then destroys the adapter, once. Called from inside a
+    call on the same adapter (from one of its callbacks), close() cannot wait for that
+    call: it returns at once, and the adapter is destroyed when the last call in
+    flight returns."""
 
     def __init__(self, has_next=None, on_start=None, on_stop=None, get_image=None):
         self._lib = _native.library()
-        self._errors = threading.local()
+        # Guards _handle, _adapter, _closing and _in_flight; reentrant, so that a
+        # callback may call the adapter again.
+        self._state = threading.Condition(threading.RLock())
+        self._in_flight = 0  # calls between _enter and _leave, on all threads
+        self._closing = False
+        self._handle, self._adapter = None, None
+        self._errors = threading.local()  # per thread: pending callback error, call depth
         self._keep = {}  # records handed to the get_image callback's caller, by address
         self._keep_lock = threading.Lock()
         answer = has_next if has_next is not None else (lambda: True)
@@ -52,10 +65,40 @@ class ImageSourceAdapter:
                 return failed
         return call
 
+    def _enter(self):
+        """Counts a call in flight and returns the adapter; NorvaneError once closing."""
+        with self._state:
+            if self._closing or self._adapter is None:
+                raise NorvaneError(-10002)
+            self._in_flight += 1
+            self._errors.depth = getattr(self._errors, "depth", 0) + 1
+            return self._adapter
+
+    def _leave(self):
+        self._errors.depth -= 1
+        self._finish_call()
+
+    def _finish_call(self):
+        with self._state:
+            self._in_flight -= 1
+            if self._in_flight == 0 and self._closing:
+                self._destroy()
+
+    def _destroy(self):
+        """Destroys the adapter unless done; with _state held and no call in flight."""
+        if self._handle:
+            self._lib.TXP_ISA_DestroyBaseImageSourceAdapter(self._handle)
+        self._handle, self._adapter = None, None
+        self._state.notify_all()
+
     def _call(self, name, *args):
-        self._errors.pending = None
-        result = getattr(self._lib, "TXP_ISA_" + name)(self._adapter, *args)
-        error, self._errors.pending = self._errors.pending, None
+        adapter = self._enter()
+        try:
+            self._errors.pending = None
+            result = getattr(self._lib, "TXP_ISA_" + name)(adapter, *args)
+            error, self._errors.pending = self._errors.pending, None
+        finally:
+            self._leave()
         if error is not None:
             raise error
         return check(result) if isinstance(result, int) and not isinstance(result, bool) \
@@ -86,10 +129,32 @@ class ImageSourceAdapter:
             record.contents.release(record, record.contents.userData)
 
     def close(self):
-        """Destroys the adapter with its buffered images. Safe to call twice."""
-        if getattr(self, "_handle", None):  # also after a failed __init__
-            self._lib.TXP_ISA_DestroyBaseImageSourceAdapter(self._handle)
-        self._handle, self._adapter = None, None
+        """Destroys the adapter with its buffered images, once, after the calls in
+        flight on other threads have returned. Safe to call twice, from any thread."""
+        state = getattr(self, "_state", None)
+        if state is None:  # __init__ failed before there was anything to close
+            return
+        with state:
+            if self._adapter is None:
+                return
+            inside = getattr(self._errors, "depth", 0) > 0
+            first, self._closing = not self._closing, True
+            adapter = self._adapter
+            if first:
+                self._in_flight += 1  # the stop below is a call in flight too
+        if first:
+            # Producers waiting for room would otherwise never return. Called without
+            # the state lock: a callback running meanwhile may need it.
+            try:
+                self._lib.TXP_ISA_NativeStopFetching(adapter)
+            finally:
+                self._finish_call()
+        if inside:
+            return  # the last call to return destroys it
+        with state:
+            while self._in_flight > 0:
+                state.wait()
+            self._destroy()
 
     def __enter__(self):
         return self
@@ -100,27 +165,24 @@ class ImageSourceAdapter:
     def __del__(self):
         self.close()
 
-    def _require_open(self):
-        if self._adapter is None:
-            raise NorvaneError(-10002)
-
     def add_image(self, image):
         """Buffers a copy of `image` (an Image; the caller's data is not kept)."""
-        self._require_open()
-        keep = []
-        record = image.to_record(keep)
-        code = self._lib.TXP_ISA_AddImageToBuffer(self._adapter, record)
+        adapter = self._enter()
+        try:
+            keep = []
+            record = image.to_record(keep)
+            code = self._lib.TXP_ISA_AddImageToBuffer(adapter, record)
+        finally:
+            self._leave()
         if code < 0:
             self._lib.TXP_DestoryImageData(record)  # a refused record stays with the caller
             raise NorvaneError(code)
 
     def get_image(self):
         """The next image (newest first, or from the get_image callback), or None."""
-        self._require_open()
         return self._taken(self._call("GetImage"))
 
     def native_get_image(self):
-        self._require_open()
         return self._taken(self._call("NativeGetImage"))
 
     def start_fetching(self):
@@ -137,15 +199,12 @@ class ImageSourceAdapter:
         self._call("NativeStopFetching")
 
     def has_next_image_to_fetch(self):
-        self._require_open()
         return self._call("HasNextImageToFetch")
 
     def has_image(self, image_id):
-        self._require_open()
         return self._call("HasImage", image_id)
 
     def set_next_image_to_return(self, image_id, keep_in_buffer=True):
-        self._require_open()
         return self._call("SetNextImageToReturn", image_id, int(keep_in_buffer))
 
     def clear_buffer(self):
@@ -157,7 +216,6 @@ class ImageSourceAdapter:
 
     @property
     def is_buffer_empty(self):
-        self._require_open()
         return self._call("IsBufferEmpty")
 
     @property

@@ -2,17 +2,19 @@
 """End-to-end checks of norvane-capture, run through the built program.
 
 usage: capture_test.py CASE WORKDIR [EMULATOR ARGS...] PROGRAM
-CASE is one of: default, timeout, input, files, modules (the label detector), barcode,
-barcode-input, barcode-timeout (the barcode reader). The program's command line is the emulator (if
+CASE is one of: default, timeout, input, files, odd-files, modules (the label detector),
+barcode, barcode-input, barcode-timeout (the barcode reader). The program's command line is the emulator (if
 any) followed by PROGRAM.
 """
 import collections
+import fcntl
 import glob
 import json
 import os
 import re
 import shutil
 import signal
+import stat
 import struct
 import subprocess
 import sys
@@ -21,6 +23,7 @@ LABELS = ["--module", "labels"]
 # Synthetic codes the barcode reader may miss, of about 90: see the README's quick start.
 MISSED_SYNTHETIC = 12
 DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data", "barcodes")
+JPEG = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data", "jpeg")
 SUMMARY = ["frames", "items", "timeouts", "errors", "unreadable", "refused", "skipped", "dropped",
            "units"]
 
@@ -35,9 +38,9 @@ def check(condition, message):
         fail(message)
 
 
-def run(command, args, timeout=300):
+def run(command, args, timeout=300, cwd=None):
     result = subprocess.run(command + args, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                            universal_newlines=True, timeout=timeout)
+                            universal_newlines=True, timeout=timeout, cwd=cwd)
     print("$ " + " ".join(command + args))
     print(result.stdout[-4000:])
     print(result.stderr[-4000:], file=sys.stderr)
@@ -47,6 +50,25 @@ def run(command, args, timeout=300):
 def json_lines(text):
     """The objects of a JSON Lines output, one per line."""
     return [json.loads(line) for line in text.splitlines() if line.strip()]
+
+
+def json_arrays(path):
+    """The arrays of a JSON log, in the order the run wrote them."""
+    with open(path) as f:
+        text = f.read()
+    decoder, arrays, at = json.JSONDecoder(), [], 0
+    while True:
+        while at < len(text) and text[at].isspace():
+            at += 1
+        if at == len(text):
+            return arrays
+        array, at = decoder.raw_decode(text, at)
+        arrays.append(array)
+
+
+def json_log(path):
+    """The frames of a JSON log."""
+    return [frame for array in json_arrays(path) for frame in array]
 
 
 def summary(text):
@@ -102,8 +124,7 @@ def case_default(workdir, program):
 
     # JSON log: one entry per frame, labels as the summary counts them; one worker
     # finds exactly what two found.
-    with open(os.path.join(logs, "NorvaneTRX.log")) as f:
-        frames = json.load(f)
+    frames = json_log(os.path.join(logs, "NorvaneTRX.log"))
     check(sorted(frame["imageId"] for frame in frames) == list(range(24)), "JSON log frames")
     check(sum(len(frame["labels"]) for frame in frames) == numbers["items"], "JSON log labels")
     single = run(program, LABELS + ["--workers", "1", "--json"])
@@ -307,6 +328,154 @@ def case_modules(workdir, program):
     check("labels, noentry, oldversion" in listed, "the module path's modules are not listed")
 
 
+def make_long_path(root, name):
+    """A file `name` in folders below `root` so deep that its path is longer than the
+    system allows (made step by step, each relative to the last)."""
+    fd = os.open(root, os.O_RDONLY)
+    try:
+        for _ in range(4096 // 200 + 1):
+            os.mkdir("d" * 200, dir_fd=fd)
+            deeper = os.open("d" * 200, os.O_RDONLY, dir_fd=fd)
+            os.close(fd)
+            fd = deeper
+        with open(os.open(name, os.O_WRONLY | os.O_CREAT, 0o644, dir_fd=fd), "wb") as f:
+            f.write(b"P5\n4 4\n255\n" + bytes(16))
+    finally:
+        os.close(fd)
+
+
+def case_odd_files(workdir, program):
+    """Files in the program's way: in its log folder, beside its images, and a second
+    run on the same log folder. None may block the run, be written through, lose a log
+    silently or be left uncounted."""
+    victim = os.path.join(workdir, "victim")
+    with open(victim, "w") as f:
+        f.write("untouched\n")
+
+    # A FIFO or a link named as a log file or as an image log's folder: not written
+    # into or through, and the other logs are written.
+    victims = os.path.join(workdir, "victims")
+    os.makedirs(victims)
+    logs_names = ("NorvaneKestrel.log", "NorvaneTRX.log")
+    for name, kind in [(name, kind) for name in logs_names + ("localize/frame_0000.png",)
+                       for kind in ("fifo", "link")] + [("localize", "link")]:
+        logs = os.path.join(workdir, "logs-%s-%s" % (kind, name.replace("/", "-")))
+        hostile = os.path.join(logs, name)
+        os.makedirs(os.path.dirname(hostile))
+        target = victims if name == "localize" else victim
+        os.mkfifo(hostile) if kind == "fifo" else os.symlink(target, hostile)
+        result = run(program, LABELS + ["--log-dir", logs, "--frames", "2"], timeout=60)
+        label = "%s as %s: " % (name, kind)
+        check(result.returncode == 0, label + "exit code %d" % result.returncode)
+        with open(victim) as f:
+            check(f.read() == "untouched\n" and not os.listdir(victims),
+                  label + "written through the link")
+        check(stat.S_ISFIFO(os.lstat(hostile).st_mode) if kind == "fifo" else
+              os.path.islink(hostile), label + "replaced")
+        check(all(os.path.getsize(os.path.join(logs, other)) > 0 for other in logs_names
+                  if other != name), label + "another log is missing")
+        check(not os.path.exists(os.path.join(logs, "NorvaneLogConfig.ini")),
+              label + "the configuration was written into the log folder")
+
+    # A name with a space at its start keeps it; the JSON log is written as the run
+    # goes, in arrays of a bounded number of frames.
+    result = run(program, LABELS + ["--log-dir", " spaced", "--frames", "100"], cwd=workdir)
+    check(result.returncode == 0, "' spaced': exit code %d" % result.returncode)
+    arrays = json_arrays(os.path.join(workdir, " spaced", "NorvaneTRX.log"))
+    check(sorted(frame["imageId"] for array in arrays for frame in array) == list(range(100)),
+          "' spaced': JSON log frames")
+    check(len(arrays) >= 2 and all(len(array) <= 64 for array in arrays),
+          "JSON log not written as the run goes: arrays of %s frames" % [len(a) for a in arrays])
+    # Ctrl-C (unless the run was done by then): the JSON log holds every frame done.
+    stopped = os.path.join(workdir, "stopped")
+    process = subprocess.Popen(program + LABELS + ["--log-dir", stopped, "--frames", "40",
+                                                   "--workers", "1", "--json", "--module-options",
+                                                   "delay-ms=40"],
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                               universal_newlines=True)
+    process.stdout.readline()
+    process.send_signal(signal.SIGINT)
+    out, err = process.communicate(timeout=300)
+    print(err)
+    check(process.returncode in (0, 130) and
+          len(json_log(os.path.join(stopped, "NorvaneTRX.log"))) == summary(err)["frames"],
+          "interrupted run: exit %d, JSON log short of the frames done" % process.returncode)
+
+    # Runs on one folder: one waiting on another is refused clearly; of runs started
+    # together each either writes all its logs or is refused.
+    shared = os.path.join(workdir, "shared")
+    os.makedirs(shared)
+    holder = os.open(shared, os.O_RDONLY)
+    fcntl.flock(holder, fcntl.LOCK_EX)
+    busy = run(program, LABELS + ["--log-dir", shared, "--frames", "2"], timeout=60)
+    os.close(holder)
+    check(busy.returncode == 2 and "in use by another run" in busy.stderr, "busy folder taken")
+    done = []
+    for _ in range(2):
+        runs = [subprocess.Popen(program + LABELS + ["--log-dir", shared, "--frames", "8"],
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                 universal_newlines=True) for _ in range(4)]
+        for process in runs:
+            out, err = process.communicate(timeout=300)
+            check(process.returncode == 0 or
+                  (process.returncode == 2 and "in use by another run" in err),
+                  "concurrent run: exit code %d: %s" % (process.returncode, err))
+            if process.returncode == 0:
+                done.append(summary(out)["units"])
+    with open(os.path.join(shared, "NorvaneKestrel.log")) as f:
+        appended = len(re.findall(r"TaskPriorityInfo AppendTask: ", f.read()))
+    check(appended == sum(done), "text log of %d runs: %d units, not %d" %
+          (len(done), appended, sum(done)))
+    check(len(json_log(os.path.join(shared, "NorvaneTRX.log"))) == 8 * len(done),
+          "JSON log of %d runs" % len(done))
+
+    # Configurations that write no log say so.
+    empty = os.path.join(workdir, "empty.ini")
+    quiet = os.path.join(workdir, "quiet.ini")
+    with open(empty, "w"):
+        pass
+    with open(quiet, "w") as f:
+        f.write("[BARCODECONFIG]\nPath=%s/\nLevel=1\nMode=2\n" % os.path.join(workdir, "quiet"))
+    os.makedirs(os.path.join(workdir, "quiet"))
+    for config, code, words in ((empty, 2, "writes no log"), (quiet, 1, "no log was written")):
+        result = run(program, LABELS + ["--log-config", config, "--frames", "2"], timeout=60)
+        check(result.returncode == code and words in result.stderr, config + ": " + result.stderr)
+
+    # Beside the images: expected texts that are no regular file or too large are
+    # named and count as none; CMYK and YCCK JPEGs are read; a path longer than the
+    # system allows is counted as skipped, with the reason.
+    images = os.path.join(workdir, "images")
+    os.makedirs(images)
+    def sparse(path):
+        with open(path, "wb") as f:
+            f.truncate(300 << 20)
+    texts = {"fifo": os.mkfifo, "zero": lambda p: os.symlink("/dev/zero", p), "huge": sparse,
+             "folder": os.mkdir, "linked": lambda p: os.symlink(victim, p)}
+    for name, make in texts.items():
+        write_pgm(os.path.join(images, name + ".pgm"), 64, 48, lambda x, y: 200)
+        make(os.path.join(images, name + ".txt"))
+    for name in ("cmyk.jpg", "ycck.jpg"):
+        shutil.copy(os.path.join(JPEG, name), images)
+    make_long_path(images, "deep.pgm")
+    result = run(program, LABELS + ["--input", images, "--json"], timeout=60)
+    check(result.returncode == 0, "odd input: exit code %d" % result.returncode)
+    numbers = summary(result.stderr)
+    check((numbers["frames"], numbers["unreadable"], numbers["skipped"]) == (7, 0, 1),
+          "odd input not accounted for: " + str(numbers))
+    check(": File name too long" in result.stderr, "long path: no reason given")
+    for name in texts:
+        named = re.search(r"expected text ignored: .*/%s\.txt: " % name, result.stderr)
+        check(bool(named) == (name != "linked"), name + ".txt: named or not as it should")
+    for frame in json_lines(result.stdout):
+        if frame["file"].endswith(".jpg"):
+            xs = [p[0] for label in frame["labels"] for p in label["quad"]]
+            ys = [p[1] for label in frame["labels"] for p in label["quad"]]
+            check(len(frame["labels"]) == 1 and
+                  all(abs(a - b) <= 2 for a, b in zip((min(xs), min(ys), max(xs), max(ys)),
+                                                      (60, 50, 200, 150))),
+                  frame["file"] + ": label " + str(frame["labels"]))
+
+
 def reduced(text):
     return "".join(c for c in text.upper() if c.isascii() and c.isalnum())
 
@@ -321,8 +490,7 @@ def case_barcode(workdir, program):
     check(numbers["frames"] == 24 and numbers["timeouts"] == 0, "frames or time-outs")
     read, total, extra = ground_truth(result.stdout)
     check(total >= 24 and read >= total - MISSED_SYNTHETIC, "read %d of %d codes" % (read, total))
-    with open(os.path.join(logs, "NorvaneTRX.log")) as f:
-        frames = json.load(f)
+    frames = json_log(os.path.join(logs, "NorvaneTRX.log"))
     check(sorted(frame["imageId"] for frame in frames) == list(range(24)), "JSON log frames")
     for frame in frames:
         check("file" not in frame, "a synthetic frame has a file")
@@ -394,7 +562,7 @@ def main():
     shutil.rmtree(workdir, ignore_errors=True)
     os.makedirs(workdir)
     {"default": case_default, "timeout": case_timeout, "input": case_input,
-     "files": case_files, "modules": case_modules,
+     "files": case_files, "odd-files": case_odd_files, "modules": case_modules,
      "barcode": case_barcode, "barcode-input": case_barcode_input,
      "barcode-timeout": case_barcode_timeout}[case](workdir, program)
     print("PASS")

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "norvane/core/platform.h"
+#include "test_support/occupied_name.h"
 #include "test_support/temp_dir.h"
 
 namespace norvane {
@@ -308,6 +309,47 @@ TEST_F(LogTest, DirectoryLayersNestImageFiles) {
             std::filesystem::perms::owner_all);
   EXPECT_FALSE(log.CreatDir(SavePath() + "fresh"));
   EXPECT_FALSE(log.CreatDir(SavePath() + "a/b/x.png"));
+}
+
+// Whatever has taken a log file's name (a FIFO someone reads, a link to another
+// file, a directory) gets nothing and stays as it was, from every way of writing;
+// a regular file gets what was written.
+TEST_F(LogTest, OutputsWriteOnlyRegularFilesNeverThroughALink) {
+  struct Output {
+    const char* file;
+    int outputMode;
+    void (*write)(TQLog&);
+  };
+  const Output outputs[] = {
+      {"NorvaneKestrel.log", 0, [](TQLog& log) { log.WriteTextLog(9, "at once"); }},
+      {"NorvaneKestrel.log", 1,
+       [](TQLog& log) {
+         log.WriteTextLog(9, "cached");
+         log.OutputCacheLog();
+       }},
+      {"NorvaneTRX.log", 0,
+       [](TQLog& log) {
+         Json::Value value(7);
+         log.WriteJsonLog(9, value);
+         log.OutputJsonLog();
+       }},
+  };
+  int folder = 0;
+  for (const Output& output : outputs) {
+    for (testing_util::Occupant occupant : testing_util::kOccupants) {
+      const std::string prefix = dir_ / (std::to_string(++folder) + "/");
+      testing_util::OccupiedName name(prefix + output.file, occupant);
+      {
+        TQLog log;
+        log.InitLog(WriteConfig("Level=9\nMode=2\nOutputMode=" +
+                                std::to_string(output.outputMode) + "\nPath=" + prefix)
+                        .c_str());
+        output.write(log);
+      }
+      EXPECT_EQ(name.Intrusion(), "") << output.file << " (output mode " << output.outputMode
+                                      << ") as " << Describe(occupant);
+    }
+  }
 }
 
 TEST_F(LogTest, DestructionFlushesOnlyOutputModeOne) {

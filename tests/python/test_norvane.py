@@ -105,6 +105,85 @@ class ProducerThreads(unittest.TestCase):
                                                for i in range(12)))
 
 
+class CountingLibrary:
+    """The library with its adapter destructions counted, as an adapter's _lib."""
+
+    def __init__(self, lib):
+        self._lib, self.destroyed = lib, 0
+
+    def __getattr__(self, name):
+        if name == "TXP_ISA_DestroyBaseImageSourceAdapter":
+            self.destroyed += 1
+        return getattr(self._lib, name)
+
+
+class ThreadedClose(unittest.TestCase):
+    """close() against calls on other threads, other closes, producers waiting for room
+    and callbacks; run under AddressSanitizer too (CTest python_threaded_close_asan)."""
+
+    def _race(self, workers, rounds):
+        """Closes each of `rounds` adapters while `workers` threads call it and as many
+        close it too. Every call made after the close raises NorvaneError(-10002);
+        nothing else is raised, and each adapter is destroyed once."""
+        for _ in range(rounds):
+            adapter = norvane.ImageSourceAdapter()
+            counted = adapter._lib = CountingLibrary(adapter._lib)
+            adapter.max_image_count = 2
+            adapter.overflow_mode = 0  # producers may be waiting for room at the close
+            adapter.start_fetching()
+            calling = threading.Event()  # set once the workers are well under way
+            outcomes = []
+
+            def call_until_closed(index):
+                calls = [lambda: adapter.add_image(Image(bytes(12), 4, 3, 4)),
+                         adapter.get_image, lambda: adapter.image_count]
+                try:
+                    for turn in range(1000000):
+                        calls[(index + turn) % len(calls)]()
+                        if turn == 200:
+                            calling.set()
+                except NorvaneError as error:
+                    outcomes.append(error.code)
+
+            def close():
+                calling.wait()
+                adapter.close()
+
+            threads = ([threading.Thread(target=call_until_closed, args=(i,))
+                        for i in range(workers)] +
+                       [threading.Thread(target=close) for _ in range(workers)])
+            for thread in threads:
+                thread.start()
+            calling.wait()
+            adapter.close()
+            for thread in threads:
+                thread.join()
+            self.assertEqual(outcomes, [-10002] * workers)
+            self.assertEqual(counted.destroyed, 1)
+
+    def test_close_waits_for_calls_on_other_threads_and_runs_once(self):
+        self._race(workers=3, rounds=30)
+
+    def test_close_from_a_callback_is_done_when_the_call_returns(self):
+        adapter = None
+
+        def closing_callback():
+            adapter.close()  # cannot wait for the call it runs in
+            with self.assertRaises(NorvaneError):
+                adapter.image_count  # refused from the moment of the close
+            return Image(b"\x01", 1, 1, 1)
+
+        adapter = norvane.ImageSourceAdapter(get_image=closing_callback)
+        counted = adapter._lib = CountingLibrary(adapter._lib)
+        self.assertEqual(adapter.get_image().data, b"\x01")
+        self.assertEqual(counted.destroyed, 1)
+        with self.assertRaises(NorvaneError) as caught:
+            adapter.get_image()
+        self.assertEqual(caught.exception.code, -10002)
+        adapter.close()
+        self.assertEqual(counted.destroyed, 1)
+
+
 class Conversion(unittest.TestCase):
     def test_grey_and_colour_against_oracle(self):
         rng = random.Random(18)

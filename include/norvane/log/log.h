@@ -10,7 +10,9 @@
 //
 // Text lines read "[TID:%6d][YYYY/MM/DD HH:MM:SS]" + message, at most 4 KiB
 // (longer ones are cut). Output mode 0 appends each line to the text log file at
-// once; any other output mode caches lines until OutputCacheLog(). The instance
+// once; any other output mode caches lines until OutputCacheLog(). Log files are
+// written only when they are regular files (or missing: then made), never through
+// a final symbolic link and never waiting on a FIFO. The instance
 // lives as long as the library: when it is unloaded, the collected JSON is written
 // and, in output mode 1, the cached lines too.
 //
