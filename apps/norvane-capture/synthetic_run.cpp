@@ -93,6 +93,7 @@ int RunSyntheticFrames(norvane::router::Reader* reader, const Options& options) 
       std::fprintf(lines, "frame %4d: %zu %s, %dx%d, %d units, %.1f ms%s%s\n", result.imageId,
                    result.findings.size(), module.ItemsNoun(), result.width, result.height,
                    result.units, result.milliseconds, scored.c_str(), error.c_str());
+      std::fflush(lines);
     }
     WriteImageLogs(result, grey);
   });
